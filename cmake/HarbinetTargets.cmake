@@ -1,0 +1,45 @@
+# harbinet_add_library(NAME [PORTABLE file...] [WINDOWS file...] [LINK target...] [WINDOWS_LINK lib...])
+#
+# One folder of src/ is one static library, harbinet_NAME. Its headers are reached as "NAME/header.h", and only by
+# targets that link it: each library has an include folder of its own, filled with forwarding headers, so an include
+# against the direction of the arrows does not compile.
+function(harbinet_add_library name)
+  cmake_parse_arguments(ARG "" "" "PORTABLE;WINDOWS;LINK;WINDOWS_LINK" ${ARGN})
+  set(sources ${ARG_PORTABLE})
+  if(WIN32)
+    list(APPEND sources ${ARG_WINDOWS})
+  endif()
+
+  set(include_dir ${CMAKE_BINARY_DIR}/include/${name})
+  file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR}
+    ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+  foreach(header IN LISTS headers)
+    file(CONFIGURE OUTPUT ${include_dir}/${name}/${header}
+      CONTENT "#include \"${CMAKE_CURRENT_SOURCE_DIR}/${header}\"\n" @ONLY)
+  endforeach()
+
+  add_library(harbinet_${name} STATIC ${sources})
+  target_include_directories(harbinet_${name} PUBLIC ${include_dir})
+  target_link_libraries(harbinet_${name} PRIVATE harbinet_flags PUBLIC ${ARG_LINK})
+  if(WIN32)
+    target_link_libraries(harbinet_${name} PUBLIC ${ARG_WINDOWS_LINK})
+  endif()
+endfunction()
+
+# harbinet_add_unit_tests(NAME [PORTABLE file...] [WINDOWS file...] [LINK target...])
+# One GoogleTest program, harbinet_NAME_tests. Portable tests run natively and under Windows.
+function(harbinet_add_unit_tests name)
+  cmake_parse_arguments(ARG "" "" "PORTABLE;WINDOWS;LINK" ${ARGN})
+  set(sources ${ARG_PORTABLE})
+  if(WIN32)
+    list(APPEND sources ${ARG_WINDOWS})
+  endif()
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(harbinet_${name}_tests ${sources})
+  target_link_libraries(harbinet_${name}_tests PRIVATE harbinet_flags harbinet_test_support
+    harbinet_${name} ${ARG_LINK} GTest::gmock_main)
+  add_test(NAME unit_${name} COMMAND harbinet_${name}_tests)
+  set_property(GLOBAL APPEND PROPERTY HARBINET_UNIT_TESTS harbinet_${name}_tests)
+endfunction()

@@ -1,0 +1,59 @@
+// The program's only diagnostic channel: the newest 500 lines, in memory. A line is the local time,
+// two blanks and the message, unchanged; messages begin with an upper-case word, usually padded to
+// eight characters. Thread-safe; logging never fails toward the caller and never waits for the UI
+// thread.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/clock.h"
+#include "app/guarded.h"
+
+namespace harbinet {
+
+inline constexpr std::size_t kMaxLogLines = 500;
+
+// Told after each added line, on the thread that logged it. Must return at once.
+class LogObserver {
+public:
+    virtual ~LogObserver() = default;
+    virtual void OnLogUpdated() = 0;
+};
+
+class EventLog {
+public:
+    explicit EventLog(LocalClock clock = SystemLocalTime) : clock_(clock) {}
+    EventLog(const EventLog&) = delete;
+    EventLog& operator=(const EventLog&) = delete;
+
+    void Log(std::wstring_view message);
+
+    // Forgets every line. Logs nothing itself.
+    void Clear();
+
+    // The kept lines, oldest first.
+    std::vector<std::wstring> Snapshot() const;
+
+    // `observer` may be null; it must outlive every later Log call or be replaced before it goes.
+    void SetObserver(LogObserver* observer) { observer_ = observer; }
+
+private:
+    void WriteToFile(std::wstring_view line) const;
+
+    const LocalClock clock_;
+    // Empty for the whole run, so the file never opens: the sink exists, the program keeps no log
+    // file.
+    const std::filesystem::path file_path_;
+    Guarded<std::vector<std::wstring>> lines_;
+    std::atomic<LogObserver*> observer_{nullptr};
+};
+
+// An ASCII text (an address, a PIN, a number) as part of a log message or a label.
+std::wstring WidenAscii(std::string_view ascii);
+
+}  // namespace harbinet

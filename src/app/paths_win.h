@@ -1,0 +1,22 @@
+// Where the program keeps its files. UI thread.
+#pragma once
+
+#include <string>
+
+namespace harbinet {
+
+// The LocalAppData known folder, without a closing backslash; empty when the system does not tell
+// it.
+std::wstring LocalAppDataFolder();
+
+// LocalAppData + "\Harbinet", created (one level, errors ignored). Empty when the known folder
+// cannot be had, so the certificate files are then looked for in the root of the current drive.
+std::wstring BaseDataFolder();
+
+// Creates the folder with every missing parent; errors are ignored.
+void EnsureFolder(const std::wstring& path);
+
+// The full path of the running executable, at most 260 characters.
+std::wstring ExecutablePath();
+
+}  // namespace harbinet

@@ -1,0 +1,32 @@
+// The two ways in: POST /api/login for the login page, GET /auto for a link or QR code. Both run on
+// connection threads.
+#pragma once
+
+#include "app/clock.h"
+#include "app/event_log.h"
+#include "auth/ban_table.h"
+#include "auth/credentials.h"
+#include "http/router.h"
+
+namespace harbinet {
+
+class LoginService {
+public:
+    LoginService(Credentials& credentials, BanTable& bans, EventLog& log,
+                 WallClock clock = WallSeconds)
+        : credentials_(credentials), bans_(bans), log_(log), clock_(clock) {}
+
+    // Answers in JSON. A banned client gets no reply at all.
+    void Login(Exchange& exchange);
+
+    // Answers a browser's navigation: every error is an HTML page.
+    void AutoLogin(Exchange& exchange);
+
+private:
+    Credentials& credentials_;
+    BanTable& bans_;
+    EventLog& log_;
+    const WallClock clock_;
+};
+
+}  // namespace harbinet

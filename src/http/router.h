@@ -1,0 +1,54 @@
+// Reads one request from a stream, finds its route and lets the route's handler reply. Knows no
+// endpoint: the table comes from outside, and the order of its rows is the order of the
+// comparisons.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "http/request.h"
+#include "net/stream.h"
+
+namespace harbinet {
+
+// One request on its way through its handler, which writes the whole reply to `stream`.
+struct Exchange {
+    Stream& stream;
+    HttpRequest& request;
+    // Numeric client address without an IPv4-mapping prefix: the key of bans, and what the log
+    // shows.
+    const std::string& client_ip;
+};
+
+using RequestHandler = std::function<void(Exchange&)>;
+
+enum class Access { kPublic, kSession };
+enum class PathMatch { kExact, kPrefix };
+
+struct HttpRoute {
+    std::string_view method;  // compared exactly
+    PathMatch match;
+    std::string_view path;
+    std::size_t min_path_length;  // shorter paths do not match
+    Access access;
+    RequestHandler handler;
+};
+
+struct RouteTable {
+    // Public routes first; the login gate stands before the first row that needs a session.
+    std::vector<HttpRoute> routes;
+    // True when the request carries a valid session.
+    std::function<bool(const HeaderList&)> is_session_valid;
+};
+
+// Serves exactly one request. Never throws on a client's account; what a handler throws passes
+// through.
+void ServeRequest(Stream& stream, const std::string& client_ip, const RouteTable& table);
+
+// Drops the prefix of an IPv4-mapped IPv6 address: "::ffff:10.0.0.7" is the client 10.0.0.7.
+std::string_view WithoutMappedPrefix(std::string_view address);
+
+}  // namespace harbinet

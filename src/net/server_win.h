@@ -1,0 +1,81 @@
+// The HTTPS server's life: a server thread with the listening socket and the accept loop, and one
+// detached thread for every accepted connection. Knows no HTTP: each socket goes, unread, to the
+// function given at construction.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "app/event_log.h"
+#include "net/socket_win.h"
+
+namespace harbinet {
+
+inline constexpr int kAdministratorPort = 443;
+inline constexpr int kUserPort = 8443;
+
+// True when the caller's token is a member of the built-in Administrators group; under UAC, only
+// when elevated.
+bool IsAdmin();
+
+// The port the server takes: 443 as administrator, else 8443.
+int ServerPort();
+
+class Server {
+public:
+    struct Callbacks {
+        // Makes sure the TLS context exists. Server thread.
+        std::function<bool()> ensure_tls;
+        // Serves and closes one connection. Called on the connection's own thread, which outlives
+        // Stop and may outlive the Server: what the function uses must live as long as the process
+        // or be held by the function itself.
+        std::function<void(UniqueSocket, const sockaddr_storage& peer)> handle_connection;
+        // The server state changed. Any thread; must return at once.
+        std::function<void()> state_changed;
+    };
+
+    // `port` is a parameter so that tests need not fight over one.
+    Server(EventLog& log, Callbacks callbacks, int port = ServerPort());
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    // UI thread. Start does nothing while the server runs. After a start that failed, another Start
+    // ends the process: the failed thread was never joined, and that is meant.
+    void Start();
+    // Returns once the server thread has ended; connections go on. Does nothing when the server
+    // does not run.
+    void Stop();
+
+    // Any thread.
+    bool IsRunning() const { return running_; }
+    // 0 while the server does not run.
+    int ListeningPort() const { return listening_port_; }
+
+private:
+    enum class Result : int {
+        kStopped = 0,
+        kNoWinsock = -1,
+        kNoSocket = -2,
+        kBindFailed = -3,
+        kListenFailed = -4,
+        kNoTlsContext = -10,
+    };
+
+    void Run();
+    Result Listen();
+    UniqueSocket OpenListeningSocket(Result& result) const;
+    void AcceptUntilStopped(SOCKET listening) const;
+    void WakeAcceptLoop() const;
+
+    EventLog& log_;
+    const Callbacks callbacks_;
+    const int port_;
+
+    std::atomic<bool> running_{false};
+    std::atomic<bool> stop_requested_{false};
+    std::atomic<int> listening_port_{0};
+    std::thread thread_;  // UI thread only
+};
+
+}  // namespace harbinet

@@ -1,0 +1,51 @@
+// A client in memory: what it sends is cut into reads as the test says, what it receives is kept.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "net/stream.h"
+
+namespace harbinet::test {
+
+class FakeStream final : public Stream {
+public:
+    explicit FakeStream(std::string input = {}, std::size_t bytes_per_read = SIZE_MAX)
+        : input_(std::move(input)), bytes_per_read_(bytes_per_read) {}
+
+    std::size_t ReadSome(std::span<char> buffer) override {
+        ++reads;
+        const std::size_t count =
+            std::min({buffer.size(), bytes_per_read_, input_.size() - position_});
+        std::copy_n(input_.data() + position_, count, buffer.data());
+        position_ += count;
+        return count;
+    }
+
+    bool WriteAll(std::string_view bytes) override {
+        ++writes;
+        if (output.size() + bytes.size() > fails_after_bytes) return false;
+        output += bytes;
+        return true;
+    }
+
+    void BeginBody() override { body_begun = true; }
+
+    std::string_view Unread() const { return std::string_view(input_).substr(position_); }
+
+    std::string output;
+    std::size_t fails_after_bytes = SIZE_MAX;  // a write that would pass it fails
+    int reads = 0;
+    int writes = 0;
+    bool body_begun = false;
+
+private:
+    const std::string input_;
+    const std::size_t bytes_per_read_;
+    std::size_t position_ = 0;
+};
+
+}  // namespace harbinet::test
