@@ -22,6 +22,13 @@ bool IsAdmin();
 // The port the server takes: 443 as administrator, else 8443.
 int ServerPort();
 
+// What the rest of the program reads of the server. Connection threads may read it after the Server
+// is gone, so it has an owner of its own. Written by the server only.
+struct ServerState {
+    std::atomic<bool> is_running{false};
+    std::atomic<int> listening_port{0};  // 0 while the server does not run
+};
+
 class Server {
 public:
     struct Callbacks {
@@ -36,7 +43,7 @@ public:
     };
 
     // `port` is a parameter so that tests need not fight over one.
-    Server(EventLog& log, Callbacks callbacks, int port = ServerPort());
+    Server(EventLog& log, ServerState& state, Callbacks callbacks, int port = ServerPort());
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
@@ -48,9 +55,9 @@ public:
     void Stop();
 
     // Any thread.
-    bool IsRunning() const { return running_; }
+    bool IsRunning() const { return state_.is_running; }
     // 0 while the server does not run.
-    int ListeningPort() const { return listening_port_; }
+    int ListeningPort() const { return state_.listening_port; }
 
 private:
     enum class Result : int {
@@ -69,12 +76,11 @@ private:
     void WakeAcceptLoop() const;
 
     EventLog& log_;
+    ServerState& state_;
     const Callbacks callbacks_;
     const int port_;
 
-    std::atomic<bool> running_{false};
     std::atomic<bool> stop_requested_{false};
-    std::atomic<int> listening_port_{0};
     std::thread thread_;  // UI thread only
 };
 
