@@ -1,0 +1,243 @@
+// The file manager: shows one folder of the web root at a time and works on it.
+
+import { callApi, openLoginPage, postJson } from "./api.js";
+import { downloadAll, downloadOne, downloadZip } from "./download.js";
+import { installDropZone } from "./drop_zone.js";
+import { clearPickedFiles, installFilePicker, pickedFiles } from "./file_label.js";
+import { focusAgain, focusMark } from "./focus_mark.js";
+import { copyTemplate, fillCheckBox, fillRow, installRowActions } from "./listing_row.js";
+import { isSuccess, parseJson } from "./request.js";
+import { shareItem } from "./share.js";
+import { sizeText } from "./size_text.js";
+import { finishTransfer, installTransferDialog, updateTransfer } from "./transfer_dialog.js";
+import { sendFiles } from "./upload.js";
+
+const REFRESH_MS = 5000;
+
+const rows = document.getElementById("rows");
+const selectAll = document.getElementById("selAll");
+const folderName = document.getElementById("mkdirName");
+
+let currentPath = "";
+let currentItems = [];
+// The folder that the rows came from. It differs from the current path while a listing is on its
+// way, and a row's action must still reach the item that the user sees.
+let shownPath = "";
+let refreshesStarted = 0;
+let refreshShown = 0;
+
+function pathOf(name) {
+  return shownPath === "" ? name : `${shownPath}/${name}`;
+}
+
+function fileBoxes() {
+  return Array.from(rows.querySelectorAll(".itemSel"));
+}
+
+function selectedNames() {
+  return fileBoxes()
+    .filter((box) => box.checked)
+    .map((box) => box.dataset.name);
+}
+
+function fileRow(item, isChecked) {
+  const row = fillRow(copyTemplate("fileRow"), item.name);
+  fillCheckBox(row, item.name, isChecked);
+  row.querySelector(".sizeCell").textContent = sizeText(item.size);
+  return row;
+}
+
+function rowOf(item, checkedNames) {
+  if (item.type === "dir") {
+    return fillRow(copyTemplate("folderRow"), item.name);
+  }
+  return fileRow(item, checkedNames.has(item.name));
+}
+
+function showItems() {
+  const checkedNames = new Set(selectedNames());
+  const mark = focusMark(document.activeElement);
+  const upRows = shownPath === "" ? [] : [copyTemplate("upRow")];
+  rows.replaceChildren(...upRows, ...currentItems.map((item) => rowOf(item, checkedNames)));
+  const boxes = fileBoxes();
+  selectAll.checked = boxes.length > 0 && boxes.every((box) => box.checked);
+  focusAgain(mark);
+}
+
+async function refresh() {
+  refreshesStarted += 1;
+  const order = refreshesStarted;
+  const path = currentPath;
+  document.getElementById("path").textContent = `/${path}`;
+  selectAll.checked = false;
+  const answer = await callApi(`/api/list?path=${encodeURIComponent(path)}`);
+  // An answer can be overtaken: by a later one, or by a click that enters another folder.
+  if (answer === undefined || order < refreshShown || path !== currentPath) {
+    return;
+  }
+  refreshShown = order;
+  shownPath = path;
+  currentItems = answer.items ?? [];
+  showItems();
+}
+
+// A list, create, remove or delete call that fails shows nothing and leaves the listing alone; that
+// is meant.
+function silently(task) {
+  return async (...values) => {
+    try {
+      await task(...values);
+    } catch {
+      // Nothing to show.
+    }
+  };
+}
+
+const refreshSilently = silently(refresh);
+
+async function changeAndRefresh(address, members) {
+  const answer = await postJson(address, { path: shownPath, ...members });
+  if (answer !== undefined) {
+    await refresh();
+  }
+}
+
+function goTo(path) {
+  currentPath = path;
+  refreshSilently();
+}
+
+function goUp() {
+  const segments = currentPath.split("/").filter((segment) => segment !== "");
+  goTo(segments.slice(0, -1).join("/"));
+}
+
+async function createFolder() {
+  const name = folderName.value.trim();
+  if (name === "") {
+    return;
+  }
+  const answer = await postJson("/api/mkdir", { path: currentPath, name });
+  if (answer !== undefined) {
+    folderName.value = "";
+    await refresh();
+  }
+}
+
+async function removeFolder(name) {
+  if (confirm(`Delete folder '${name}'? (must be empty)`)) {
+    await changeAndRefresh("/api/rmdir", { name });
+  }
+}
+
+async function deleteFile(name) {
+  if (confirm(`Delete file '${name}'?`)) {
+    await changeAndRefresh("/api/delete", { name });
+  }
+}
+
+// Calls task(names) with the checked names, if there are any.
+function withSelection(task) {
+  return () => {
+    const names = selectedNames();
+    if (names.length === 0) {
+      alert("No files selected.");
+      return undefined;
+    }
+    return task(names);
+  };
+}
+
+async function deleteSelected(names) {
+  if (confirm(`Delete ${names.length} file(s)?`)) {
+    await changeAndRefresh("/api/delete_many", { names });
+  }
+}
+
+// The detail to show when the upload was refused, or null. A body that is not JSON counts as
+// success.
+function uploadRefusal(request) {
+  if (!isSuccess(request.status)) {
+    return `HTTP ${request.status}`;
+  }
+  const answer = parseJson(request.responseText);
+  if (answer === null || answer.value?.ok === true) {
+    return null;
+  }
+  return answer.value?.error ?? "";
+}
+
+function showUploadResult(request, onSuccess) {
+  if (request.status === 401) {
+    openLoginPage();
+    return;
+  }
+  const refusal = uploadRefusal(request);
+  if (refusal !== null) {
+    updateTransfer(0, "Upload failed.", refusal);
+    return;
+  }
+  updateTransfer(100, "Upload done.");
+  onSuccess();
+  refreshSilently();
+  finishTransfer("Upload done.", "", 900);
+}
+
+async function upload(files, title, onSuccess) {
+  if (files.length === 0) {
+    return;
+  }
+  const address = `/upload?path=${encodeURIComponent(currentPath)}`;
+  let request;
+  try {
+    request = await sendFiles(address, files, title);
+  } catch {
+    updateTransfer(0, "Upload error.", "Network error");
+    return;
+  }
+  showUploadResult(request, onSuccess);
+}
+
+function onClick(id, task) {
+  document.getElementById(id).addEventListener("click", task);
+}
+
+function installControls() {
+  onClick("uploadBtn", () => upload(pickedFiles(), "Upload", clearPickedFiles));
+  onClick(
+    "zipBtn",
+    withSelection((names) => downloadZip(shownPath, names)),
+  );
+  onClick(
+    "downloadAllBtn",
+    withSelection((names) => downloadAll(names.map((name) => ({ name, path: pathOf(name) })))),
+  );
+  onClick("deleteSelectedBtn", silently(withSelection(deleteSelected)));
+  onClick("mkdirBtn", silently(createFolder));
+  selectAll.addEventListener("change", () => {
+    for (const box of fileBoxes()) {
+      box.checked = selectAll.checked;
+    }
+  });
+  installRowActions(rows, {
+    goUp,
+    enterFolder: (name) => goTo(pathOf(name)),
+    removeFolder: silently(removeFolder),
+    deleteFile: silently(deleteFile),
+    downloadFile: (name) => downloadOne(name, pathOf(name)),
+    shareFile: (name) => shareItem(pathOf(name), "file"),
+    shareFolder: (name) => shareItem(pathOf(name), "folder"),
+  });
+}
+
+document.getElementById("proto").textContent = location.protocol === "https:" ? "HTTPS" : "HTTP";
+installTransferDialog();
+installDropZone((files) => upload(files, "Upload (Drag & Drop)", () => {}));
+installFilePicker();
+installControls();
+refreshSilently();
+setInterval(() => {
+  if (document.visibilityState === "visible") {
+    refreshSilently();
+  }
+}, REFRESH_MS);
