@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -42,11 +43,16 @@ public:
     bool IsSessionValid(const HeaderList& headers);
 
 private:
+    // Takes the same time for every token of one length.
+    struct TokensEqual {
+        bool operator()(const std::string& a, const std::string& b) const;
+    };
     struct State {
         std::string current_pin;
         std::string master_pin;
-        std::unordered_map<std::string, std::uint64_t>
-            session_expiry;            // by token; wall-clock seconds
+        // By token; wall-clock seconds.
+        std::unordered_map<std::string, std::uint64_t, std::hash<std::string>, TokensEqual>
+            session_expiry;
         std::uint64_t last_purge = 0;  // 0 = none yet
     };
     static void PurgeIfDue(State& state, std::uint64_t now);

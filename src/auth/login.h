@@ -2,6 +2,10 @@
 // connection threads.
 #pragma once
 
+#include <cstdint>
+#include <string>
+#include <string_view>
+
 #include "app/clock.h"
 #include "app/event_log.h"
 #include "auth/ban_table.h"
@@ -9,6 +13,9 @@
 #include "http/router.h"
 
 namespace harbinet {
+
+// A login whose body promises more is refused unread.
+inline constexpr std::uint64_t kMaxLoginBodyBytes = 65'536;
 
 class LoginService {
 public:
@@ -23,6 +30,11 @@ public:
     void AutoLogin(Exchange& exchange);
 
 private:
+    enum class PinCheck { kAccepted, kWrong, kWrongAndBanned };
+
+    // Compares and keeps the address's failure count.
+    PinCheck CheckPin(std::string_view code, const std::string& client_ip, std::uint64_t now);
+
     Credentials& credentials_;
     BanTable& bans_;
     EventLog& log_;

@@ -1,0 +1,104 @@
+#include "auth/login.h"
+
+#include "app/master_pin.h"
+#include "http/json.h"
+#include "http/response.h"
+
+namespace harbinet {
+namespace {
+
+constexpr std::string_view kPageTitle = "Harbinet PRO";
+constexpr std::string_view kBanMessage = "Too many attempts. IP blocked for 120 seconds.";
+constexpr std::string_view kRedirectPage =
+    "<!doctype html><html><head><meta charset='utf-8'/>"
+    "<meta http-equiv='refresh' content='0; url=/'/></head><body></body></html>";
+
+ExtraHeaders SessionCookie(const std::string& token) {
+    return {{"Set-Cookie", "AUTH=" + token +
+                               "; Path=/; Max-Age=" + std::to_string(kSessionSeconds) +
+                               "; SameSite=Lax; Secure; HttpOnly"}};
+}
+
+std::wstring SecondsRemaining(std::uint64_t seconds) {
+    return L" (" + std::to_wstring(seconds) + L"s remaining)";
+}
+
+// The member "code" of the body; empty when the body promises more than a login may hold.
+std::string ReadCode(Exchange& exchange) {
+    HttpRequest& request = exchange.request;
+    if (ContentLength(request.headers) > kMaxLoginBodyBytes) return {};
+    ReadBody(exchange.stream, request, kMaxLoginBodyBytes);
+    return JsonGetString(request.body, "code");
+}
+
+}  // namespace
+
+void LoginService::Login(Exchange& exchange) {
+    const std::string code = ReadCode(exchange);
+    const std::wstring ip = WidenAscii(exchange.client_ip);
+    const std::uint64_t now = clock_();
+    if (const auto seconds = bans_.IsBanned(exchange.client_ip, now)) {
+        log_.Log(L"AUTH    blocked IP " + ip + SecondsRemaining(*seconds));
+        return;  // no reply: a banned browser sees a dropped connection
+    }
+    if (!IsSixDigits(code)) {
+        SendJsonError(exchange.stream, 400, JsonError("Code must be 6 digits"));
+        return;
+    }
+    switch (CheckPin(code, exchange.client_ip, now)) {
+        case PinCheck::kWrongAndBanned:
+            log_.Log(L"AUTH    >>>>>>  ALERT <<<<<<<  failed 3x => IP banned 2 min: " + ip);
+            SendJsonError(exchange.stream, 429, JsonError(kBanMessage));
+            break;
+        case PinCheck::kWrong:
+            log_.Log(L"AUTH    failed login from " + ip);
+            SendJsonError(exchange.stream, 401, JsonError("Wrong code"));
+            break;
+        case PinCheck::kAccepted:
+            const ExtraHeaders cookie = SessionCookie(credentials_.CreateSession());
+            log_.Log(L"AUTH    success from " + ip + L" (session issued)");
+            SendOkBytes(exchange.stream, kJsonType, JsonOk(), cookie);
+            break;
+    }
+}
+
+void LoginService::AutoLogin(Exchange& exchange) {
+    const std::wstring ip = WidenAscii(exchange.client_ip);
+    log_.Log(L"AUTH    request FROM " + ip);
+    const std::uint64_t now = clock_();
+    if (const auto seconds = bans_.IsBanned(exchange.client_ip, now)) {
+        log_.Log(L"AUTH    /auto blocked IP " + ip + SecondsRemaining(*seconds));
+        const std::string message =
+            "Too many attempts. IP blocked for " + std::to_string(*seconds) + " seconds.";
+        SendHtmlError(exchange.stream, 429, BuildErrorPage(kPageTitle, message));
+        return;
+    }
+    const std::string code = UrlDecode(GetQueryParam(exchange.request.query, "pin"));
+    switch (CheckPin(code, exchange.client_ip, now)) {
+        case PinCheck::kWrongAndBanned:
+            // Spaced unlike the line of Login. That is meant.
+            log_.Log(L"AUTH  >>>>>>  ALERT <<<<<<< /auto failed 3x => IP banned 2 min: " + ip);
+            SendHtmlError(exchange.stream, 429, BuildErrorPage(kPageTitle, kBanMessage));
+            break;
+        case PinCheck::kWrong:
+            log_.Log(L"AUTH    /auto wrong PIN from " + ip);
+            SendHtmlError(exchange.stream, 401, BuildErrorPage(kPageTitle, "Invalid PIN."));
+            break;
+        case PinCheck::kAccepted:
+            SendOkBytes(exchange.stream, kHtmlType, kRedirectPage,
+                        SessionCookie(credentials_.CreateSession()));
+            break;
+    }
+}
+
+LoginService::PinCheck LoginService::CheckPin(std::string_view code, const std::string& client_ip,
+                                              std::uint64_t now) {
+    if (credentials_.AcceptsPin(code)) {
+        bans_.ClearFailures(client_ip);
+        return PinCheck::kAccepted;
+    }
+    const BanTable::Failure failure = bans_.RecordFailure(client_ip, now);
+    return failure.started_ban ? PinCheck::kWrongAndBanned : PinCheck::kWrong;
+}
+
+}  // namespace harbinet

@@ -1,0 +1,164 @@
+#include "http/request.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+
+namespace harbinet {
+namespace {
+
+constexpr std::string_view kHeadEnd = "\r\n\r\n";
+constexpr std::string_view kSpace = " \t\n\v\f\r";
+constexpr std::size_t kUsualHeadBytes = 8192;
+constexpr std::size_t kHeadPieceBytes = 2048;
+constexpr std::size_t kBodyPieceBytes = 16'384;
+
+// Removes the text up to the first `separator` from the front of `remaining`, and the separator.
+std::string_view TakeUntil(std::string_view& remaining, char separator) {
+    const std::string_view item = remaining.substr(0, remaining.find(separator));
+    remaining.remove_prefix(std::min(item.size() + 1, remaining.size()));
+    return item;
+}
+
+std::string_view TakeLine(std::string_view& remaining) {
+    std::string_view line = TakeUntil(remaining, '\n');
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    return line;
+}
+
+std::string_view TakeWord(std::string_view& remaining) {
+    remaining.remove_prefix(std::min(remaining.find_first_not_of(kSpace), remaining.size()));
+    const std::string_view word = remaining.substr(0, remaining.find_first_of(kSpace));
+    remaining.remove_prefix(word.size());
+    return word;
+}
+
+// ASCII only, whatever the process's locale is.
+std::string LowerCase(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return lower;
+}
+
+std::optional<unsigned> HexValue(char c) {
+    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+    if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
+    if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
+    return std::nullopt;
+}
+
+// The byte that `text` begins with as "%" and two hex digits.
+std::optional<char> EscapedByte(std::string_view text) {
+    if (text.size() < 3 || text[0] != '%') return std::nullopt;
+    const std::optional<unsigned> high = HexValue(text[1]);
+    const std::optional<unsigned> low = HexValue(text[2]);
+    if (!high || !low) return std::nullopt;
+    return static_cast<char>(*high << 4 | *low);
+}
+
+}  // namespace
+
+bool ReadHead(Stream& stream, std::string& head, std::string& rest) {
+    head.clear();
+    head.reserve(kUsualHeadBytes);
+    // Each search starts where the last one ended, less the part of a blank line that may have
+    // arrived: a head costs linear time however it is cut.
+    std::size_t searched = 0;
+    while (true) {
+        char piece[kHeadPieceBytes];
+        const std::size_t count = stream.ReadSome(piece);
+        if (count == 0) return false;
+        head.append(piece, count);
+        const std::size_t end = head.find(kHeadEnd, searched);
+        if (end != std::string::npos) {
+            rest = head.substr(end + kHeadEnd.size());
+            head.resize(end + kHeadEnd.size());
+            return true;
+        }
+        if (head.size() > kMaxHeadBytes) return false;
+        searched = head.size() - std::min(head.size(), kHeadEnd.size() - 1);
+    }
+}
+
+bool ParseHead(std::string_view head, HttpRequest& request) {
+    request.headers.clear();
+    std::string_view request_line = TakeLine(head);
+    request.method = TakeWord(request_line);
+    request.target = TakeWord(request_line);
+    request.version = TakeWord(request_line);
+    if (request.version.empty()) return false;
+
+    while (!head.empty()) {
+        std::string_view line = TakeLine(head);
+        if (line.empty()) break;
+        const std::size_t colon = line.find(':');
+        if (colon == std::string_view::npos) continue;
+        std::string_view value = line.substr(colon + 1);
+        value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
+        request.headers.emplace_back(LowerCase(line.substr(0, colon)), value);
+    }
+    return true;
+}
+
+void SplitTarget(HttpRequest& request) {
+    std::string_view remaining = request.target;
+    request.path = TakeUntil(remaining, '?');
+    request.query = remaining;
+}
+
+std::string_view GetHeader(const HeaderList& headers, std::string_view name) {
+    for (const auto& [header_name, value] : headers) {
+        if (header_name == name) return value;
+    }
+    return {};
+}
+
+std::string_view GetQueryParam(std::string_view query, std::string_view name) {
+    while (!query.empty()) {
+        std::string_view item = TakeUntil(query, '&');
+        if (!item.starts_with(name)) continue;
+        item.remove_prefix(name.size());
+        if (item.starts_with('=')) return item.substr(1);
+    }
+    return {};
+}
+
+std::string UrlDecode(std::string_view text) {
+    std::string decoded;
+    decoded.reserve(text.size());
+    while (!text.empty()) {
+        const std::optional<char> byte = EscapedByte(text);
+        decoded += byte ? *byte : text[0] == '+' ? ' ' : text[0];
+        text.remove_prefix(byte ? 3 : 1);
+    }
+    return decoded;
+}
+
+std::string ReadExact(Stream& stream, std::uint64_t count) {
+    std::string bytes;
+    // The string grows with what has arrived, never with what was announced.
+    while (bytes.size() < count) {
+        char piece[kBodyPieceBytes];
+        const std::uint64_t wanted = std::min<std::uint64_t>(count - bytes.size(), sizeof piece);
+        const std::size_t got = stream.ReadSome({piece, static_cast<std::size_t>(wanted)});
+        if (got == 0) break;
+        bytes.append(piece, got);
+    }
+    return bytes;
+}
+
+std::uint64_t ContentLength(const HeaderList& headers) {
+    const std::string value(GetHeader(headers, "content-length"));
+    return std::strtoull(value.c_str(), nullptr, 10);
+}
+
+void ReadBody(Stream& stream, HttpRequest& request, std::uint64_t max_bytes) {
+    const std::uint64_t wanted = std::min(ContentLength(request.headers), max_bytes);
+    if (wanted > request.body.size()) {
+        request.body += ReadExact(stream, wanted - request.body.size());
+    }
+}
+
+}  // namespace harbinet
