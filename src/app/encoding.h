@@ -11,4 +11,9 @@ namespace harbinet {
 std::wstring Utf8ToWide(std::string_view utf8);
 std::string WideToUtf8(std::wstring_view wide);
 
+// To and from the system's ANSI code page: what OpenSSL takes as a file name and writes into its
+// error texts.
+std::string WideToAnsi(std::wstring_view wide);
+std::wstring AnsiToWide(std::string_view ansi);
+
 }  // namespace harbinet

@@ -49,4 +49,7 @@ std::string WideToUtf8(std::wstring_view wide) {
     return utf8;
 }
 
+std::string WideToAnsi(std::wstring_view wide) { return WideToUtf8(wide); }
+std::wstring AnsiToWide(std::string_view ansi) { return Utf8ToWide(ansi); }
+
 }  // namespace harbinet
