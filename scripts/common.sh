@@ -1,0 +1,46 @@
+# Sourced by ./run, ./test and the scripts here: where things are, how progress and failure are told.
+# shellcheck shell=bash
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build=$root/build
+logs=$build/logs
+export LC_ALL=C.UTF-8
+mkdir -p "$logs"
+
+say() { printf '== %s\n' "$*"; }
+fail() {
+    printf '\n!! %s\n' "$*" >&2
+    exit 1
+}
+
+# quietly NAME COMMAND... : runs the command with its output in build/logs/NAME.log; shows the end of it and
+# stops when the command fails.
+quietly() {
+    local name=$1 log=$logs/$1.log
+    shift
+    if ! "$@" >"$log" 2>&1 </dev/null; then
+        tail -n 40 "$log" >&2
+        fail "$name failed; the whole output is in ${log#"$root"/}"
+    fi
+}
+
+# ccache, where it is installed, shares results between the build folders.
+if command -v ccache >/dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
+fi
+
+# build_preset PRESET [TARGET...] : configures and builds; repeating it costs nothing.
+build_preset() {
+    local preset=$1 targets=()
+    shift
+    [ $# -eq 0 ] || targets=(--target "$@")
+    say "building: $preset"
+    if [ ! -f "$build/configured-$preset" ] || [ ! -d "$(build_folder "$preset")" ]; then
+        quietly "configure-$preset" cmake -S "$root" --preset "$preset"
+        touch "$build/configured-$preset"
+    fi
+    quietly "build-$preset" cmake --build "$(build_folder "$preset")" "${targets[@]}"
+}
+
+build_folder() { printf '%s/%s\n' "$build" "${1#*-}"; }
