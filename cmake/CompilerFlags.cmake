@@ -18,7 +18,7 @@ if(WIN32)
     _WIN32_WINNT=0x0A00 WINVER=0x0A00 NTDDI_VERSION=0x0A000000)
   target_compile_options(harbinet_hardening INTERFACE -ffunction-sections -fdata-sections)
   target_link_options(harbinet_hardening INTERFACE
-    -static -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--gc-sections
+    -static -fstack-protector-strong -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--gc-sections
     $<$<CONFIG:Release>:-s>)
 endif()
 target_link_libraries(harbinet_flags INTERFACE harbinet_hardening)
