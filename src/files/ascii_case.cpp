@@ -1,0 +1,18 @@
+#include "files/ascii_case.h"
+
+#include <algorithm>
+
+namespace harbinet {
+
+std::size_t FindIgnoringCase(std::string_view text, std::string_view lower_case) {
+    const auto equal = [](char c, char lower) {
+        return (c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) == lower;
+    };
+    const auto found =
+        std::search(text.begin(), text.end(), lower_case.begin(), lower_case.end(), equal);
+    return found == text.end() && !lower_case.empty()
+               ? std::string_view::npos
+               : static_cast<std::size_t>(found - text.begin());
+}
+
+}  // namespace harbinet

@@ -1,0 +1,111 @@
+#include "files/folder_changes.h"
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "app/encoding.h"
+#include "files/file_service.h"
+#include "files/names.h"
+#include "files/request_fields.h"
+#include "files/web_path.h"
+#include "http/json.h"
+
+namespace harbinet {
+namespace {
+
+// What "path" names in a complete JSON body; empty when it is refused.
+std::wstring ResolveBodyPath(const FileServices& services, const HttpRequest& request) {
+    return ResolveWebPath(services.files, services.web_root.Get(),
+                          Utf8ToWide(JsonGetString(request.body, "path")));
+}
+
+// The full path of the entry that "path" and "name" give; nothing when they are refused, and then
+// the reply has been sent.
+std::optional<std::wstring> ReadEntryPath(const FileServices& services, Exchange& exchange) {
+    ReadJsonBody(exchange);
+    const std::wstring name = Utf8ToWide(JsonGetString(exchange.request.body, "name"));
+    if (name.empty()) {
+        ReplyError(exchange.stream, 400, "Missing name");
+        return std::nullopt;
+    }
+    std::wstring folder = ResolveBodyPath(services, exchange.request);
+    if (folder.empty()) {
+        ReplyError(exchange.stream, 400, "Invalid path");
+        return std::nullopt;
+    }
+    if (!StaysInFolder(name)) {
+        ReplyError(exchange.stream, 400, "Invalid name");
+        return std::nullopt;
+    }
+    return JoinDirName(std::move(folder), name);
+}
+
+bool DeleteFileOnly(FileSystem& files, const std::wstring& path) {
+    return !files.IsDirectory(path).value_or(true) && files.RemoveFile(path);
+}
+
+}  // namespace
+
+void EnsureDirectory(FileSystem& files, const std::wstring& path) {
+    if (!files.IsDirectory(path)) files.CreateFolders(path);
+}
+
+bool DeletePathEntry(FileSystem& files, const std::wstring& path) {
+    const std::optional<bool> is_directory = files.IsDirectory(path);
+    if (!is_directory) return false;
+    return *is_directory ? files.RemoveFolder(path) : files.RemoveFile(path);
+}
+
+void ServeMakeFolder(const FileServices& services, Exchange& exchange) {
+    const auto path = ReadEntryPath(services, exchange);
+    if (!path) return;
+    // Success is reported whatever came of it: asking for a folder that exists is no error.
+    EnsureDirectory(services.files, *path);
+    services.log.Log(L"MKDIR   " + *path);
+    ReplyOk(exchange.stream);
+}
+
+void ServeRemoveFolder(const FileServices& services, Exchange& exchange) {
+    const auto path = ReadEntryPath(services, exchange);
+    if (!path) return;
+    if (!services.files.RemoveFolder(*path)) {
+        return ReplyError(exchange.stream, 400, "Failed (folder must be empty)");
+    }
+    services.log.Log(L"RMDIR   " + *path);
+    ReplyOk(exchange.stream);
+}
+
+void ServeDelete(const FileServices& services, Exchange& exchange) {
+    const auto path = ReadEntryPath(services, exchange);
+    if (!path) return;
+    if (!DeletePathEntry(services.files, *path)) {
+        return ReplyError(exchange.stream, 400, "Failed to delete");
+    }
+    services.log.Log(L"DELETE  " + *path);
+    ReplyOk(exchange.stream);
+}
+
+void ServeDeleteMany(const FileServices& services, Exchange& exchange) {
+    ReadJsonBody(exchange);
+    std::vector<std::string> names;
+    if (!JsonGetStringArray(exchange.request.body, "names", names) || names.empty()) {
+        return ReplyError(exchange.stream, 400, "Missing names[]");
+    }
+    const std::wstring folder = ResolveBodyPath(services, exchange.request);
+    if (folder.empty()) return ReplyError(exchange.stream, 400, "Invalid path");
+
+    std::size_t deleted = 0;
+    for (const std::string& utf8_name : names) {
+        const std::wstring name = Utf8ToWide(utf8_name);
+        if (!IsSimpleName(name)) continue;
+        const std::wstring path = JoinDirName(folder, name);
+        if (!DeleteFileOnly(services.files, path)) continue;
+        ++deleted;
+        services.log.Log(L"DELETE  " + path);
+    }
+    ReplyOk(exchange.stream, "\"deleted\":" + std::to_string(deleted) +
+                                 ",\"failed\":" + std::to_string(names.size() - deleted));
+}
+
+}  // namespace harbinet

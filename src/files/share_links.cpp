@@ -1,0 +1,62 @@
+#include <optional>
+#include <string>
+
+#include "app/encoding.h"
+#include "files/download.h"
+#include "files/file_service.h"
+#include "files/names.h"
+#include "files/request_fields.h"
+#include "files/share_link_replies.h"
+#include "files/web_path.h"
+#include "http/json.h"
+#include "http/response.h"
+
+namespace harbinet {
+namespace {
+
+constexpr std::string_view kFileLinkPrefix = "/s/";
+constexpr std::size_t kMinTokenLength = 32;
+
+std::string LinkMembers(const HttpRequest& request, const std::string& token, bool is_directory) {
+    const std::string link =
+        std::string(is_directory ? kFolderLinkPrefix : kFileLinkPrefix) + token;
+    const std::string_view host = GetHeader(request.headers, "host");
+    const std::string url = host.empty() ? "" : "https://" + std::string(host) + link;
+    return "\"path\":\"" + JsonEscape(link) + "\",\"url\":\"" + JsonEscape(url) + "\",\"kind\":\"" +
+           (is_directory ? "dir" : "file") + "\",\"ttlSeconds\":" + std::to_string(kShareSeconds);
+}
+
+}  // namespace
+
+void SendLinkGone(Stream& stream) {
+    SendResponse(stream, 410, "Gone", kTextType, "Link expired or invalid");
+}
+
+void ServeCreateShareLink(const FileServices& services, Exchange& exchange) {
+    const std::wstring relative = NormalizeRelPath(WideQueryParam(exchange.request, "path"));
+    const std::wstring path = ResolveWebPath(services.files, services.web_root.Get(), relative);
+    if (path.empty()) return ReplyError(exchange.stream, 400, "Invalid path");
+    const std::optional<bool> is_directory = services.files.IsDirectory(path);
+    if (!is_directory) return ReplyError(exchange.stream, 404, "Not found");
+    // A link follows the web root: it keeps the relative path, not the full one.
+    const std::string token = services.shares.CreateShareLink(relative, *is_directory);
+    if (token.empty()) return ReplyError(exchange.stream, 500, "Failed to create token");
+    ReplyOk(exchange.stream, LinkMembers(exchange.request, token, *is_directory));
+}
+
+void ServeFileLink(const FileServices& services, Exchange& exchange) {
+    Stream& stream = exchange.stream;
+    const std::string_view token =
+        std::string_view(exchange.request.path).substr(kFileLinkPrefix.size());
+    if (token.size() < kMinTokenLength) return SendPlainError(stream, 404, "Not Found");
+    const auto entry = services.shares.LookupShareLink(token);
+    if (!entry || entry->is_directory) return SendLinkGone(stream);
+    const std::wstring path =
+        ResolveWebPath(services.files, services.web_root.Get(), entry->relative_path);
+    if (path.empty() || services.files.IsDirectory(path).value_or(true)) {
+        return SendPlainError(stream, 404, "Not Found");
+    }
+    DownloadWithLog(services, stream, L"SHAREDL ", path, WideToUtf8(FileBaseName(path)));
+}
+
+}  // namespace harbinet

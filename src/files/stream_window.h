@@ -1,0 +1,60 @@
+// The part of a byte stream that has been received and not yet consumed, and the search for a
+// pattern in it. However the stream is cut into reads, the cost is linear in its length.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace harbinet {
+
+// Bytes are appended at the end and dropped from the front.
+class StreamWindow {
+public:
+    // Room for at least `count` more bytes, behind those that are held.
+    std::span<char> Room(std::size_t count);
+
+    // The first `count` bytes of the room have been filled.
+    void Grow(std::size_t count) { end_ += count; }
+
+    void Drop(std::size_t count) { begin_ += count; }
+
+    // Valid until the next call of Room.
+    std::string_view View() const { return {storage_.data() + begin_, end_ - begin_}; }
+
+private:
+    std::vector<char> storage_;
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+};
+
+// Finds the first occurrence of a pattern in a window and remembers how far it has looked, so that
+// no byte is looked at again when more arrive. Linear for patterns whose first two bytes occur
+// together nowhere else in them, as CR LF in a delimiter.
+class WindowSearch {
+public:
+    explicit WindowSearch(std::string pattern) : pattern_(std::move(pattern)) {}
+
+    std::size_t PatternSize() const { return pattern_.size(); }
+
+    // Where the pattern begins in `window`, which is the window of the last call with bytes added.
+    std::optional<std::size_t> Find(std::string_view window);
+
+    // `count` bytes that cannot be part of an occurrence were dropped from the window's front.
+    void Dropped(std::size_t count) { position_ -= count; }
+
+    void Restart() {
+        position_ = 0;
+        matched_ = 0;
+    }
+
+private:
+    const std::string pattern_;
+    std::size_t position_ = 0;  // nothing before it begins an occurrence
+    std::size_t matched_ = 0;   // the bytes at position_ that are known to be the pattern's
+};
+
+}  // namespace harbinet

@@ -1,0 +1,70 @@
+// A ZIP archive of whole files, stored without compression, names in UTF-8, no ZIP64. It is built
+// in memory in one buffer, into which each file is read directly: what a request costs is the
+// selection and its headers, once. Runs on the connection's own thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/clock.h"
+#include "files/file_system.h"
+
+namespace harbinet {
+
+inline constexpr std::uint64_t kZipLimit = 4'294'967'296;  // sizes and offsets have 32 bits
+
+struct ZipItem {
+    std::wstring path;       // full path
+    std::string entry_name;  // inside the archive, UTF-8
+    // Bytes, as ZipPrecheck found them. The archive never holds more of the file: one that grows
+    // meanwhile is cut, one that appears meanwhile is left out.
+    std::uint64_t size = 0;
+    bool is_present = false;
+};
+
+struct ZipCentralRecord {
+    std::string name;
+    std::uint32_t crc = 0;
+    std::uint32_t size = 0;  // compressed and uncompressed
+    std::uint32_t header_offset = 0;
+    std::uint16_t dos_date = 0;
+    std::uint16_t dos_time = 0;
+};
+
+// Bytes in a buffer that is allocated once and not filled beforehand.
+class ZipBuffer {
+public:
+    ZipBuffer() = default;
+    explicit ZipBuffer(std::size_t capacity)
+        : bytes_(std::make_unique_for_overwrite<char[]>(capacity)), capacity_(capacity) {}
+
+    std::size_t Size() const { return size_; }
+    std::string_view View() const { return {bytes_.get(), size_}; }
+
+    // The `count` bytes behind the end; they must fit.
+    std::span<char> Room(std::size_t count);
+    void Append(std::string_view bytes);
+    void Resize(std::size_t size) { size_ = size; }
+
+private:
+    std::unique_ptr<char[]> bytes_;
+    std::size_t capacity_ = 0;
+    std::size_t size_ = 0;
+};
+
+// Fills in each item's size. Empty when all of them together stay below `limit`, and then `total`
+// is their sum; else an error message. Missing files and folders count nothing.
+std::string_view ZipPrecheck(FileSystem& files, std::vector<ZipItem>& items, std::uint64_t limit,
+                             std::uint64_t& total);
+
+// The archive of the prechecked items that can still be read; others are skipped. False when that
+// is none of them. `now` dates files whose time the system does not tell.
+bool BuildZipArchive(FileSystem& files, const std::vector<ZipItem>& items, ZipBuffer& archive,
+                     LocalClock now = SystemLocalTime);
+
+}  // namespace harbinet
