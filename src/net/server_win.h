@@ -43,7 +43,8 @@ public:
     };
 
     // `port` is a parameter so that tests need not fight over one.
-    Server(EventLog& log, ServerState& state, Callbacks callbacks, int port = ServerPort());
+    Server(EventLog& log, ServerState& state, Callbacks callbacks, int port = ServerPort(),
+           SocketCalls& calls = SystemSocketCalls());
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
@@ -71,14 +72,16 @@ private:
 
     void Run();
     Result Listen();
-    UniqueSocket OpenListeningSocket(Result& result) const;
+    Result OpenListeningSocket(UniqueSocket& listening) const;
     void AcceptUntilStopped(SOCKET listening) const;
+    void AcceptOne(SOCKET listening) const;
     void WakeAcceptLoop() const;
 
     EventLog& log_;
     ServerState& state_;
     const Callbacks callbacks_;
     const int port_;
+    SocketCalls& calls_;
 
     std::atomic<bool> stop_requested_{false};
     std::thread thread_;  // UI thread only

@@ -1,8 +1,11 @@
-// Owners for sockets and for Winsock itself.
+// Owners for sockets and for Winsock itself, and the seam through which the network code reaches
+// the system's socket calls.
 #pragma once
 
 #include <winsock2.h>
 #include <ws2tcpip.h>
+
+#include <string>
 
 #include "app/unique_handle_win.h"
 
@@ -15,11 +18,37 @@ struct SocketTraits {
 };
 using UniqueSocket = UniqueHandle<SocketTraits>;
 
+// The system's socket calls, with its own results and last errors. A test derives from it to count
+// calls or to make one fail. Thread-safe.
+class SocketCalls {
+public:
+    virtual ~SocketCalls() = default;
+
+    virtual bool StartUp();  // Winsock 2.2
+    virtual void CleanUp();
+    virtual SOCKET OpenTcp(int family);
+    virtual int SetOption(SOCKET socket, int level, int name, DWORD value);
+    virtual int Bind(SOCKET socket, const sockaddr* address, int length);
+    virtual int Listen(SOCKET socket, int backlog);
+    // Waits for one socket: 1 when it is ready, 0 when the time is over, SOCKET_ERROR.
+    virtual int WaitReadable(SOCKET socket, const timeval& timeout);
+    virtual int WaitWritable(SOCKET socket, const timeval& timeout);
+    virtual SOCKET Accept(SOCKET listening, sockaddr* peer, int* length);
+    virtual int Connect(SOCKET socket, const sockaddr* address, int length);
+    virtual int Receive(SOCKET socket, char* buffer, int size);
+    virtual int Send(SOCKET socket, const char* bytes, int size);
+    virtual int ShutdownSend(SOCKET socket);
+    virtual int Close(SOCKET socket);
+};
+
+// Lives as long as the process.
+SocketCalls& SystemSocketCalls();
+
 // One reference to Winsock 2.2. When a process gives back its last one, the system closes every
 // socket it still has: whoever owns a socket holds one of these as long.
 class WinsockReference {
 public:
-    WinsockReference();
+    explicit WinsockReference(SocketCalls& calls = SystemSocketCalls());
     ~WinsockReference();
     WinsockReference(const WinsockReference&) = delete;
     WinsockReference& operator=(const WinsockReference&) = delete;
@@ -27,7 +56,12 @@ public:
     explicit operator bool() const { return started_; }
 
 private:
+    SocketCalls& calls_;
     bool started_ = false;
 };
+
+// The address as a number, "::ffff:10.0.0.7" for an IPv4 client of a dual-stack socket. Empty when
+// the system cannot tell.
+std::string NumericHost(const sockaddr_storage& address);
 
 }  // namespace harbinet

@@ -1,0 +1,141 @@
+#include "net/server_win.h"
+
+#include <openssl/crypto.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace harbinet {
+namespace {
+
+constexpr timeval kAcceptWait = {0, 200'000};
+
+// One accepted connection on its way to its thread. The thread may outlive the server, so the
+// reference to Winsock is the connection's own, taken while the server still has one.
+struct Connection {
+    explicit Connection(SocketCalls& calls) : winsock(calls) {}
+
+    WinsockReference winsock;
+    UniqueSocket socket;
+    sockaddr_storage peer{};
+};
+
+// OpenSSL, linked statically, does not learn by itself that a thread of Windows ends.
+class OpenSslThread {
+public:
+    OpenSslThread() = default;
+    ~OpenSslThread() { OPENSSL_thread_stop(); }
+    OpenSslThread(const OpenSslThread&) = delete;
+    OpenSslThread& operator=(const OpenSslThread&) = delete;
+};
+
+}  // namespace
+
+bool IsAdmin() {
+    alignas(SID) BYTE administrators[SECURITY_MAX_SID_SIZE];
+    DWORD size = sizeof administrators;
+    BOOL is_member = FALSE;
+    return CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &size) &&
+           CheckTokenMembership(nullptr, administrators, &is_member) && is_member;
+}
+
+int ServerPort() { return IsAdmin() ? kAdministratorPort : kUserPort; }
+
+Server::Server(EventLog& log, ServerState& state, Callbacks callbacks, int port, SocketCalls& calls)
+    : log_(log), state_(state), callbacks_(std::move(callbacks)), port_(port), calls_(calls) {}
+
+void Server::Start() {
+    if (state_.is_running) return;
+    stop_requested_ = false;
+    // Replacing a failed start's thread, never joined, ends the process. That is meant.
+    thread_ = std::thread(&Server::Run, this);
+}
+
+void Server::Stop() {
+    if (!state_.is_running) return;
+    stop_requested_ = true;
+    WakeAcceptLoop();
+    if (thread_.joinable()) thread_.join();
+}
+
+void Server::Run() {
+    const OpenSslThread openssl;
+    const Result result = Listen();
+    if (result == Result::kStopped) return;
+    state_.is_running = false;
+    state_.listening_port = 0;
+    log_.Log(L"ERROR   server failed to start (code " + std::to_wstring(static_cast<int>(result)) +
+             L")");
+    callbacks_.state_changed();
+}
+
+Server::Result Server::Listen() {
+    const WinsockReference winsock(calls_);
+    if (!winsock) return Result::kNoWinsock;
+    if (!callbacks_.ensure_tls()) return Result::kNoTlsContext;
+    UniqueSocket listening;
+    if (const Result result = OpenListeningSocket(listening); result != Result::kStopped) {
+        return result;
+    }
+    state_.is_running = true;
+    state_.listening_port = port_;
+    log_.Log(L"SERVER  listening (HTTPS) on port " + std::to_wstring(port_));
+    callbacks_.state_changed();
+
+    AcceptUntilStopped(listening.Get());
+
+    log_.Log(L"SERVER  stopping");
+    listening.Reset();
+    state_.is_running = false;
+    state_.listening_port = 0;
+    callbacks_.state_changed();
+    return Result::kStopped;
+}
+
+Server::Result Server::OpenListeningSocket(UniqueSocket& listening) const {
+    listening.Reset(calls_.OpenTcp(AF_INET6));
+    if (!listening) return Result::kNoSocket;
+    // One socket for IPv4 and IPv6. A system that refuses either option still gets its server.
+    calls_.SetOption(listening.Get(), IPPROTO_IPV6, IPV6_V6ONLY, 0);
+    calls_.SetOption(listening.Get(), SOL_SOCKET, SO_REUSEADDR, 1);
+    sockaddr_in6 any{};
+    any.sin6_family = AF_INET6;
+    any.sin6_port = htons(static_cast<u_short>(port_));
+    if (calls_.Bind(listening.Get(), reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0) {
+        return Result::kBindFailed;
+    }
+    return calls_.Listen(listening.Get(), SOMAXCONN) == 0 ? Result::kStopped
+                                                          : Result::kListenFailed;
+}
+
+void Server::AcceptUntilStopped(SOCKET listening) const {
+    while (!stop_requested_) {
+        if (calls_.WaitReadable(listening, kAcceptWait) > 0) AcceptOne(listening);
+    }
+}
+
+void Server::AcceptOne(SOCKET listening) const {
+    auto connection = std::make_unique<Connection>(calls_);
+    int length = sizeof connection->peer;
+    connection->socket.Reset(
+        calls_.Accept(listening, reinterpret_cast<sockaddr*>(&connection->peer), &length));
+    if (!connection->socket) return;
+    // A thread that cannot be made ends the process: the exception leaves the server thread.
+    std::thread([connection = std::move(connection), handle = callbacks_.handle_connection] {
+        const OpenSslThread openssl;
+        handle(std::move(connection->socket), connection->peer);
+    }).detach();
+}
+
+void Server::WakeAcceptLoop() const {
+    const UniqueSocket socket(calls_.OpenTcp(AF_INET));
+    if (!socket) return;
+    sockaddr_in loopback{};
+    loopback.sin_family = AF_INET;
+    loopback.sin_port = htons(static_cast<u_short>(state_.listening_port.load()));
+    loopback.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    calls_.Connect(socket.Get(), reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback);
+}
+
+}  // namespace harbinet
