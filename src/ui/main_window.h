@@ -5,25 +5,30 @@
 
 #include <windows.h>
 
-#include <memory>
-
 #include "ui/desktop_services.h"
 #include "ui/drive_mapping.h"
+#include "ui/gdi.h"
+#include "ui/log_window.h"
+#include "ui/main_controls.h"
+#include "ui/texts.h"
+#include "ui/tray_icon.h"
+#include "ui/window.h"
 
 namespace harbinet {
+
+// The server's state changed; carries no data.
+inline constexpr UINT WM_APP_REFRESH_STATUS = WM_APP + 10;
 
 // On failure false, with the last error kept.
 bool RegisterMainWindowClass(HINSTANCE instance);
 
-class MainWindow {
+class MainWindow final : public Window {
 public:
     // `instance_mutex` is the mutex that keeps a second copy out; it may be null. The object must
     // live as long as any thread can log or change the server's state: to the end of the process.
     MainWindow(DesktopServices& services, DriveMapping& drive, HINSTANCE instance,
                HANDLE instance_mutex);
-    ~MainWindow();
-    MainWindow(const MainWindow&) = delete;
-    MainWindow& operator=(const MainWindow&) = delete;
+    ~MainWindow() override;
 
     // Creates the window, hidden, and starts the server while it is being created. On failure
     // false, with the last error kept.
@@ -32,15 +37,58 @@ public:
     // Adds the icon once; further calls do nothing.
     void AddTrayIcon();
 
-    // Null before Create and after the window was destroyed. Any thread.
-    HWND Handle() const;
-
     // Asks the window to show the current state; does nothing while there is none. Any thread.
     void PostRefreshStatus() const;
 
+    friend bool RegisterMainWindowClass(HINSTANCE instance);
+
 private:
-    class Implementation;
-    std::unique_ptr<Implementation> implementation_;
+    struct Command;
+    static const Command kCommands[];
+
+    LRESULT OnMessage(UINT message, WPARAM wparam, LPARAM lparam) override;
+    LRESULT OnCreate();
+    LRESULT OnCommand(WPARAM wparam, LPARAM lparam);
+    LRESULT OnSize(WPARAM size_type);
+    LRESULT OnPaint();
+    LRESULT OnDestroy();
+    LRESULT OnControlColour(HDC dc) const;
+    LRESULT OnTrayIcon(UINT mouse_message);
+
+    // The commands of buttons, fields and the tray menu.
+    void ToggleServer();
+    void ToggleStatusPanel();
+    void OpenLogs();
+    void OpenExplorer();
+    void CopyUrlAndPin();
+    void ApplyAutostart();
+    void OpenBrowser();
+    void PickWebRoot();
+    void ResetWebRoot();
+    void RefillAddresses();
+    void ApplyAddress();
+    void ApplyMasterPin();
+    void Restore();
+    void Close();
+    void ShowTrayMenu();
+
+    void Layout() const;
+    void RefreshStatus();
+    StatusSnapshot ReadStatus() const;
+    void UpdateTrayTip();
+    void ChangeWebRoot(const std::wstring& path);
+    std::wstring CurrentLink() const;
+    void ShowError(const std::wstring& text) const;
+
+    DesktopServices& services_;
+    DriveMapping& drive_;
+    const HINSTANCE instance_;
+    Appearance appearance_;
+    MainControls controls_;
+    TrayIcon tray_icon_;
+    UniqueBitmap qr_code_;
+    LogWindow log_window_;
+    bool panel_shown_ = false;
 };
 
 }  // namespace harbinet

@@ -4,6 +4,11 @@
 
 namespace harbinet {
 
+Window::~Window() {
+    // The window may outlive its object at the end of the process.
+    if (const HWND handle = handle_) SetWindowLongPtrW(handle, GWLP_USERDATA, 0);
+}
+
 bool Window::RegisterWindowClass(HINSTANCE instance, const wchar_t* name, HICON icon) {
     WNDCLASSW window_class = {};
     window_class.lpfnWndProc = Procedure;

@@ -30,7 +30,7 @@ public:
 
 protected:
     explicit Window(EventLog& log) : log_(log) {}
-    virtual ~Window() = default;
+    virtual ~Window();
 
     // Every class shares one window procedure; arrow cursor, window colour. On failure false, with
     // the last error kept.
