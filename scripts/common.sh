@@ -44,3 +44,21 @@ build_preset() {
 }
 
 build_folder() { printf '%s/%s\n' "$build" "${1#*-}"; }
+
+# start_virtual_display FILE : starts a virtual screen of its own, sets DISPLAY and display_process. The screen's
+# number goes through FILE.
+start_virtual_display() {
+    rm -f "$1"
+    setsid Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp 3>"$1" </dev/null >/dev/null 2>&1 &
+    display_process=$!
+    local _
+    for _ in $(seq 100); do
+        [ ! -s "$1" ] || break
+        kill -0 "$display_process" 2>/dev/null || break
+        sleep 0.1
+    done
+    [ -s "$1" ] || fail "the virtual screen (Xvfb) did not start"
+    DISPLAY=:$(cat "$1")
+    export DISPLAY
+    unset WAYLAND_DISPLAY
+}
