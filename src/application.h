@@ -1,5 +1,5 @@
-// The roof: owns everything the program shares, brings it up in a fixed order, runs the message loop and takes it down
-// again. UI thread only.
+// The roof: owns everything the program shares, brings it up in a fixed order, runs the message
+// loop and takes it down again. UI thread only.
 #pragma once
 
 #include <windows.h>

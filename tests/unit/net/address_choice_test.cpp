@@ -123,7 +123,7 @@ TEST_P(ChooseAddressTest, PicksTheReachableAddress) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tables, ChooseAddressTest, testing::ValuesIn(ChoiceCases()),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(VpnTest, EveryKeywordCountsInEitherNameAndInAnyCase) {
     for (const wchar_t* word :
