@@ -1,0 +1,71 @@
+// Bytes of a connection as ReadHead and ParseHead see them, whole and one at a time.
+#include <algorithm>
+
+#include "fuzz_input.h"
+#include "http/request.h"
+#include "support/fake_stream.h"
+
+namespace harbinet::test {
+namespace {
+
+void CheckReading(const std::string& input, std::size_t bytes_per_read) {
+    FakeStream stream(input, bytes_per_read);
+    std::string head;
+    std::string rest;
+    const bool complete = ReadHead(stream, head, rest);
+    const std::size_t end = input.find("\r\n\r\n");
+    Check(complete == (end != std::string::npos), "a head is complete when it has a blank line");
+    if (!complete) return;
+    Check(head == input.substr(0, end + 4), "the head ends with the first blank line");
+    Check(head + rest + std::string(stream.Unread()) == input, "no byte is lost");
+}
+
+void CheckWord(const std::string& word) {
+    Check(!word.empty(), "a word is not empty");
+    Check(word.find_first_of(" \t\n\v\f\r") == std::string::npos, "a word holds no white space");
+}
+
+void CheckHeader(const std::string& name, const std::string& value) {
+    Check(name.find_first_of(":\n") == std::string::npos, "a name ends before the colon");
+    Check(std::none_of(name.begin(), name.end(), [](char c) { return c >= 'A' && c <= 'Z'; }),
+          "a name is in lower case");
+    Check(value.find('\n') == std::string::npos, "a value is one line");
+    Check(value.empty() || (value[0] != ' ' && value[0] != '\t'), "leading blanks are dropped");
+}
+
+}  // namespace
+}  // namespace harbinet::test
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace harbinet;
+    using test::Check;
+    const std::string input = test::InputText(data, size);
+    test::CheckReading(input, SIZE_MAX);
+    test::CheckReading(input, 1);
+    test::CheckReading(input, 7);
+
+    HttpRequest request;
+    if (!ParseHead(input, request)) {
+        Check(request.headers.empty(), "a refused head leaves no headers");
+        return 0;
+    }
+    test::CheckWord(request.method);
+    test::CheckWord(request.target);
+    test::CheckWord(request.version);
+    for (const auto& [name, value] : request.headers) test::CheckHeader(name, value);
+    if (!request.headers.empty()) {
+        const auto& [name, value] = request.headers.front();
+        Check(GetHeader(request.headers, name) == value, "the first header is found");
+    }
+    SplitTarget(request);
+    const bool has_query = request.target.find('?') != std::string::npos;
+    Check(request.path + (has_query ? "?" : "") + request.query == request.target,
+          "path and query make the target");
+
+    // A body never grows beyond its limit, whatever the head promises.
+    test::FakeStream stream(input, 100);
+    request.body.clear();
+    ReadBody(stream, request, 50);
+    Check(request.body.size() <= 50, "a body keeps its limit");
+    return 0;
+}
