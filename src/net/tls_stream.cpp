@@ -34,10 +34,14 @@ struct TlsStream::Callbacks {
         return size <= 0 ? 0 : Of(bio).WriteRaw(bio, bytes, static_cast<std::size_t>(size));
     }
 
-    // OpenSSL flushes at the end of each handshake flight and after an alert. WriteAll's own flush
-    // goes past it.
+    // OpenSSL flushes at the end of each handshake flight. What ends the handshake of TLS 1.3 needs
+    // no answer: the session tickets wait here and leave with the reply.
     static long Control(BIO* bio, int command, long, void*) {
-        return command == BIO_CTRL_FLUSH && Of(bio).Flush() ? 1 : 0;
+        if (command != BIO_CTRL_FLUSH) return 0;
+        TlsStream& stream = Of(bio);
+        const bool is_ticket = SSL_version(stream.ssl_.get()) == TLS1_3_VERSION &&
+                               SSL_get_state(stream.ssl_.get()) == TLS_ST_SW_SESSION_TICKET;
+        return is_ticket || stream.Flush() ? 1 : 0;
     }
 
     static BIO_METHOD* Method() {
@@ -65,6 +69,7 @@ TlsStream::TlsStream(SSL_CTX* context, Channel& channel) : channel_(channel) {
     SSL_set_bio(ssl.get(), bio, bio);
     SSL_set_mode(ssl.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
     SSL_set_read_ahead(ssl.get(), 1);
+    SSL_set_accept_state(ssl.get());
     ssl_ = std::move(ssl);
 }
 

@@ -53,3 +53,12 @@ std::string WideToAnsi(std::wstring_view wide) { return WideToUtf8(wide); }
 std::wstring AnsiToWide(std::string_view ansi) { return Utf8ToWide(ansi); }
 
 }  // namespace harbinet
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+// libstdc++ 12 gives the lock inside std::atomic<std::shared_ptr> back with relaxed order after a
+// load, so the sanitizer cannot see that a store waits for it.
+extern "C" const char* __tsan_default_suppressions();
+extern "C" const char* __tsan_default_suppressions() { return "race:std::_Sp_atomic\n"; }
+#endif
+#endif
