@@ -1,0 +1,106 @@
+// The file endpoints over a file system in memory, with replies and log lines as text.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "files/file_service.h"
+#include "support/fake_file_system.h"
+#include "support/fake_random.h"
+#include "support/fake_stream.h"
+
+namespace harbinet::test {
+
+// The wall clock of the share table under test.
+inline std::uint64_t wall_seconds = 1'000'000;
+inline std::uint64_t TestSeconds() { return wall_seconds; }
+
+inline LocalTime FixedLocalTime() { return {2026, 1, 5, 9, 7, 3, 42}; }
+
+// Stands for SHA-256 where only the length matters: 32 bytes that depend on the text's end, where
+// the nonce is.
+inline std::string FakeSha256(std::string_view text) {
+    return std::string(text.substr(text.size() - 32));
+}
+
+class FileServiceTest : public ::testing::Test {
+protected:
+    FileServiceTest() {
+        wall_seconds = 1'000'000;
+        files.AddFolder(L"D:\\Share");
+    }
+
+    // Runs `handler` on a request for `target` whose body has been announced and arrives as far as
+    // `sent` says. The whole reply, with the date's value replaced by "*".
+    template <typename Handler>
+    std::string Serve(Handler handler, std::string_view target, HeaderList headers = {},
+                      std::string sent = {}, std::size_t bytes_per_read = SIZE_MAX) {
+        FakeStream stream(std::move(sent), bytes_per_read);
+        return Serve(handler, target, std::move(headers), stream);
+    }
+
+    template <typename Handler>
+    std::string Serve(Handler handler, std::string_view target, HeaderList headers,
+                      FakeStream& stream) {
+        HttpRequest request;
+        request.target = target;
+        request.headers = std::move(headers);
+        SplitTarget(request);
+        const std::string client_ip = "10.0.0.7";
+        Exchange exchange{stream, request, client_ip};
+        handler(services, exchange);
+        return WithoutDate(stream.output);
+    }
+
+    // A POST with a JSON body that arrives whole.
+    template <typename Handler>
+    std::string Post(Handler handler, std::string_view target, std::string body) {
+        const std::string length = std::to_string(body.size());
+        return Serve(handler, target, {{"content-length", length}}, std::move(body));
+    }
+
+    // The log's messages without their time stamps.
+    std::vector<std::wstring> Logged() const {
+        std::vector<std::wstring> messages;
+        for (const std::wstring& line : log.Snapshot()) messages.push_back(line.substr(25));
+        return messages;
+    }
+
+    static std::string WithoutDate(std::string reply) {
+        const std::size_t date = reply.find("\r\nDate: ");
+        if (date == std::string::npos) return reply;
+        return reply.replace(date + 8, reply.find("\r\n", date + 2) - date - 8, "*");
+    }
+
+    // The reply that `body` makes, `extra` being further header lines.
+    static std::string Reply(std::string_view status, std::string_view type, std::string_view body,
+                             std::string_view extra = {}) {
+        std::string reply = "HTTP/1.1 ";
+        reply.append(status).append(
+            "\r\nDate: *\r\nServer: HTTPHarbinet\r\nConnection: close\r\nContent-Type: ");
+        reply.append(type).append("\r\nContent-Length: ").append(std::to_string(body.size()));
+        return reply.append("\r\n").append(extra).append("\r\n").append(body);
+    }
+    static std::string Json(std::string_view status, std::string_view body) {
+        return Reply(status, "application/json; charset=utf-8", body);
+    }
+    static std::string Text(std::string_view status, std::string_view body) {
+        return Reply(status, "text/plain; charset=utf-8", body);
+    }
+    static std::string Attachment(std::string_view name, std::string_view body) {
+        return Reply("200 OK", "application/octet-stream", body,
+                     "Content-Disposition: attachment; filename=\"" + std::string(name) + "\"\r\n");
+    }
+
+    FakeFileSystem files;
+    WebRoot web_root{L"D:\\Share"};
+    FakeRandom random;
+    ShareTable shares{random, FakeSha256, TestSeconds};
+    EventLog log{FixedLocalTime};
+    FileServices services{files, web_root, shares, log};
+};
+
+}  // namespace harbinet::test
