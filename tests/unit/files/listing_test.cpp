@@ -20,8 +20,8 @@ TEST_F(ListingTest, FoldersHaveNoSizeAndTheSystemsOrderIsKept) {
     files.AddFile(L"D:\\Share\\Fotos\\inner.txt", "x");
     EXPECT_EQ(
         List(""),
-        "HTTP/1.1 200 OK\r\nDate: *\r\nServer: HTTPHarbinet\r\nConnection: close\r\n"
-        "Content-Type: application/json; charset=utf-8\r\nContent-Length: 91\r\n\r\n"
+        "HTTP/1.1 200 OK\r\nServer: HTTPHarbinet\r\nConnection: close\r\n"
+        "Content-Type: application/json; charset=utf-8\r\nContent-Length: 92\r\n\r\n"
         R"({"ok":true,"items":[{"name":"Fotos","type":"dir"},{"name":"a.txt","type":"file","size":12}]})");
     EXPECT_EQ(
         List("?path=Fotos"),

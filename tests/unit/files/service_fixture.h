@@ -11,12 +11,10 @@
 #include "support/fake_file_system.h"
 #include "support/fake_random.h"
 #include "support/fake_stream.h"
+#include "support/reply_text.h"
+#include "support/test_clock.h"
 
 namespace harbinet::test {
-
-// The wall clock of the share table under test.
-inline std::uint64_t wall_seconds = 1'000'000;
-inline std::uint64_t TestSeconds() { return wall_seconds; }
 
 inline LocalTime FixedLocalTime() { return {2026, 1, 5, 9, 7, 3, 42}; }
 
@@ -34,7 +32,8 @@ protected:
     }
 
     // Runs `handler` on a request for `target` whose body has been announced and arrives as far as
-    // `sent` says. The whole reply, with the date's value replaced by "*".
+    // `sent` says. The whole reply without its date
+    // line; empty when nothing was sent.
     template <typename Handler>
     std::string Serve(Handler handler, std::string_view target, HeaderList headers = {},
                       std::string sent = {}, std::size_t bytes_per_read = SIZE_MAX) {
@@ -52,7 +51,7 @@ protected:
         const std::string client_ip = "10.0.0.7";
         Exchange exchange{stream, request, client_ip};
         handler(services, exchange);
-        return WithoutDate(stream.output);
+        return stream.output.empty() ? "" : WithoutDate(stream.output);
     }
 
     // A POST with a JSON body that arrives whole.
@@ -69,20 +68,9 @@ protected:
         return messages;
     }
 
-    static std::string WithoutDate(std::string reply) {
-        const std::size_t date = reply.find("\r\nDate: ");
-        if (date == std::string::npos) return reply;
-        return reply.replace(date + 8, reply.find("\r\n", date + 2) - date - 8, "*");
-    }
-
-    // The reply that `body` makes, `extra` being further header lines.
     static std::string Reply(std::string_view status, std::string_view type, std::string_view body,
                              std::string_view extra = {}) {
-        std::string reply = "HTTP/1.1 ";
-        reply.append(status).append(
-            "\r\nDate: *\r\nServer: HTTPHarbinet\r\nConnection: close\r\nContent-Type: ");
-        reply.append(type).append("\r\nContent-Length: ").append(std::to_string(body.size()));
-        return reply.append("\r\n").append(extra).append("\r\n").append(body);
+        return ReplyText(status, type, std::to_string(body.size()), body, extra);
     }
     static std::string Json(std::string_view status, std::string_view body) {
         return Reply(status, "application/json; charset=utf-8", body);
@@ -98,7 +86,7 @@ protected:
     FakeFileSystem files;
     WebRoot web_root{L"D:\\Share"};
     FakeRandom random;
-    ShareTable shares{random, FakeSha256, TestSeconds};
+    ShareTable shares{random, FakeSha256, TestWallSeconds};
     EventLog log{FixedLocalTime};
     FileServices services{files, web_root, shares, log};
 };

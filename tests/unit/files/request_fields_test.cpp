@@ -1,0 +1,48 @@
+#include "files/request_fields.h"
+
+#include <gtest/gtest.h>
+
+#include "support/fake_stream.h"
+
+namespace harbinet {
+namespace {
+
+using test::FakeStream;
+
+std::string BodyAfter(FakeStream& stream, const std::string& length, std::string buffered) {
+    HttpRequest request;
+    request.headers = {{"content-length", length}};
+    request.body = std::move(buffered);
+    const std::string client_ip;
+    Exchange exchange{stream, request, client_ip};
+    ReadJsonBody(exchange);
+    return request.body;
+}
+
+TEST(RequestFieldsTest, ABodyIsCompletedToItsLength) {
+    FakeStream stream("23456", 1);
+    EXPECT_EQ(BodyAfter(stream, "4", "1"), "1234");
+    EXPECT_EQ(stream.Unread(), "56");
+    EXPECT_EQ(BodyAfter(stream, "2", "abc"), "abc");
+}
+
+TEST(RequestFieldsTest, ABodyThatIsTooLongIsNeitherReadNorUsed) {
+    for (const char* length : {"67108865", "10737418240", "18446744073709551615", "-1"}) {
+        FakeStream stream(R"("name":"b"})");
+        EXPECT_EQ(BodyAfter(stream, length, R"({"name":"a",)"), "") << length;
+        EXPECT_EQ(stream.reads, 0) << length;
+    }
+    FakeStream stream("b");
+    EXPECT_EQ(BodyAfter(stream, "67108864", "a"), "ab");
+}
+
+TEST(RequestFieldsTest, QueryParametersAreDecodedAndConverted) {
+    HttpRequest request;
+    request.query = "path=a+%C3%BC%2f&x=%FF";
+    EXPECT_EQ(WideQueryParam(request, "path"), L"a \u00FC/");
+    EXPECT_EQ(WideQueryParam(request, "x"), L"\uFFFD");
+    EXPECT_EQ(WideQueryParam(request, "none"), L"");
+}
+
+}  // namespace
+}  // namespace harbinet
