@@ -1,7 +1,6 @@
 #include "files/stream_window.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace harbinet {
 
@@ -19,28 +18,20 @@ std::span<char> StreamWindow::Room(std::size_t count) {
     return std::span(storage_).subspan(end_);
 }
 
+WindowSearch::WindowSearch(std::string pattern) : pattern_(std::move(pattern)) {
+    steps_.fill(pattern_.size());
+    for (std::size_t i = 0; i + 1 < pattern_.size(); ++i) {
+        steps_[static_cast<unsigned char>(pattern_[i])] = pattern_.size() - 1 - i;
+    }
+}
+
 std::optional<std::size_t> WindowSearch::Find(std::string_view window) {
-    while (position_ < window.size()) {
-        if (matched_ == 0) {
-            const void* first =
-                std::memchr(window.data() + position_, pattern_[0], window.size() - position_);
-            if (first == nullptr) {
-                position_ = window.size();
-                break;
-            }
-            position_ = static_cast<std::size_t>(static_cast<const char*>(first) - window.data());
-            matched_ = 1;
+    while (position_ + pattern_.size() <= window.size()) {
+        const char last = window[position_ + pattern_.size() - 1];
+        if (last == pattern_.back() && window.substr(position_).starts_with(pattern_)) {
+            return position_;
         }
-        const std::size_t known = std::min(pattern_.size(), window.size() - position_);
-        const auto [differs, _] =
-            std::mismatch(pattern_.begin() + static_cast<std::ptrdiff_t>(matched_),
-                          pattern_.begin() + static_cast<std::ptrdiff_t>(known),
-                          window.begin() + static_cast<std::ptrdiff_t>(position_ + matched_));
-        matched_ = static_cast<std::size_t>(differs - pattern_.begin());
-        if (matched_ == pattern_.size()) return position_;
-        if (matched_ == known) break;
-        ++position_;
-        matched_ = 0;
+        position_ += steps_[static_cast<unsigned char>(last)];
     }
     return std::nullopt;
 }

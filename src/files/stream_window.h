@@ -2,6 +2,7 @@
 // pattern in it. However the stream is cut into reads, the cost is linear in its length.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <span>
@@ -31,12 +32,13 @@ private:
     std::size_t end_ = 0;
 };
 
-// Finds the first occurrence of a pattern in a window and remembers how far it has looked, so that
-// no byte is looked at again when more arrive. Linear for patterns whose first two bytes occur
-// together nowhere else in them, as CR LF in a delimiter.
+// Finds the first occurrence of a pattern in a window and remembers how far it has looked. Linear,
+// however the stream is cut, for patterns whose first two bytes occur together nowhere else in
+// them, as CR LF in a delimiter; most bytes of ordinary data are skipped over.
 class WindowSearch {
 public:
-    explicit WindowSearch(std::string pattern) : pattern_(std::move(pattern)) {}
+    // `pattern` is not empty.
+    explicit WindowSearch(std::string pattern);
 
     std::size_t PatternSize() const { return pattern_.size(); }
 
@@ -46,15 +48,14 @@ public:
     // `count` bytes that cannot be part of an occurrence were dropped from the window's front.
     void Dropped(std::size_t count) { position_ -= count; }
 
-    void Restart() {
-        position_ = 0;
-        matched_ = 0;
-    }
+    void Restart() { position_ = 0; }
 
 private:
     const std::string pattern_;
+    // How far the pattern moves on when this byte stands where its last byte would: its first byte
+    // is compared first, so a comparison is long only where the text follows the pattern.
+    std::array<std::size_t, 256> steps_{};
     std::size_t position_ = 0;  // nothing before it begins an occurrence
-    std::size_t matched_ = 0;   // the bytes at position_ that are known to be the pattern's
 };
 
 }  // namespace harbinet
