@@ -10,10 +10,6 @@ namespace {
 constexpr ULONG kAdapterFlags =
     GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_SKIP_DNS_SERVER;
 
-struct FreeTable {
-    void operator()(MIB_IPFORWARD_TABLE2* table) const { FreeMibTable(table); }
-};
-
 std::wstring AddressText(int family, const void* address) {
     wchar_t text[INET6_ADDRSTRLEN] = L"";
     return InetNtopW(family, address, text, std::size(text)) == nullptr ? L"" : text;
@@ -50,7 +46,8 @@ Adapter ToAdapter(const IP_ADAPTER_ADDRESSES& entry) {
 std::vector<Route> QueryIpv4Routes(const AddressQueries& queries) {
     MIB_IPFORWARD_TABLE2* rows = nullptr;
     if (queries.forward_table(AF_INET, &rows) != NO_ERROR || rows == nullptr) return {};
-    const std::unique_ptr<MIB_IPFORWARD_TABLE2, FreeTable> table(rows);
+    const std::unique_ptr<MIB_IPFORWARD_TABLE2, decltype(&FreeMibTable)> table(rows,
+                                                                               queries.free_table);
     std::vector<Route> routes;
     for (const MIB_IPFORWARD_ROW2& row : std::span(table->Table, table->NumEntries)) {
         routes.push_back({row.InterfaceLuid.Value, row.Metric, row.DestinationPrefix.PrefixLength,

@@ -13,9 +13,10 @@
 
 namespace harbinet {
 
-// The two queries of the system; a test puts failing ones in their place.
+// The system's queries; a test puts its own in their place.
 struct AddressQueries {
     decltype(&GetIpForwardTable2) forward_table = GetIpForwardTable2;
+    decltype(&FreeMibTable) free_table = FreeMibTable;
     decltype(&GetAdaptersAddresses) adapters = GetAdaptersAddresses;
 };
 

@@ -1,0 +1,331 @@
+#include "net/socket_channel_win.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "net/loopback_win.h"
+#include "net/net_fixtures.h"
+#include "net/tls_stream.h"
+
+namespace harbinet {
+namespace {
+
+using std::chrono::milliseconds;
+using test::ReceiveText;
+using test::SendText;
+using test::SocketPair;
+using Status = Channel::Status;
+
+// The real calls, written down by name; one of them fails on demand.
+class RecordingCalls final : public SocketCalls {
+public:
+    int SetOption(SOCKET socket, int level, int name, DWORD value) override {
+        if (name == SO_RCVTIMEO) ++receive_timeouts;
+        if (level == failing_level && name == failing_option) return SOCKET_ERROR;
+        return SocketCalls::SetOption(socket, level, name, value);
+    }
+    int Receive(SOCKET socket, char* buffer, int size) override {
+        calls.push_back("receive");
+        if (endless) return size;
+        return Fails("receive") ? SOCKET_ERROR : SocketCalls::Receive(socket, buffer, size);
+    }
+    int Send(SOCKET socket, const char* bytes, int size) override {
+        calls.push_back("send");
+        return Fails("send") ? SOCKET_ERROR : SocketCalls::Send(socket, bytes, size);
+    }
+    int ShutdownSend(SOCKET socket) override {
+        calls.push_back("shutdown");
+        return Fails("shutdown") ? SOCKET_ERROR : SocketCalls::ShutdownSend(socket);
+    }
+    int Close(SOCKET socket) override {
+        calls.push_back("close");
+        SocketCalls::Close(socket);
+        return Fails("close") ? SOCKET_ERROR : 0;
+    }
+    int WaitReadable(SOCKET, const timeval& timeout) override { return Wait(timeout); }
+    int WaitWritable(SOCKET, const timeval& timeout) override { return Wait(timeout); }
+
+    std::vector<std::string> calls;
+    std::string failing;
+    int error = WSAECONNRESET;
+    int failing_level = -1;
+    int failing_option = -1;
+    int receive_timeouts = 0;
+    bool endless = false;
+    int wait_result = 0;
+    timeval waited{};
+
+private:
+    bool Fails(const char* name) const {
+        if (failing != name) return false;
+        WSASetLastError(error);
+        return true;
+    }
+    int Wait(const timeval& timeout) {
+        waited = timeout;
+        return wait_result;
+    }
+};
+
+class SocketChannelTest : public testing::Test {
+protected:
+    // No test waits for the real drain limit.
+    SocketChannel Make(ConnectionLimits limits = {}) {
+        if (limits.drain == kDrainLimit) limits.drain = milliseconds(20);
+        return SocketChannel(std::move(pair_.server), limits, calls_);
+    }
+    static milliseconds Since(std::chrono::steady_clock::time_point start) {
+        return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+    }
+
+    SocketPair pair_;
+    RecordingCalls calls_;
+    char buffer_[1024]{};
+};
+
+TEST_F(SocketChannelTest, BytesGoBothWays) {
+    SocketChannel channel = Make();
+    ASSERT_TRUE(SendText(pair_.client.Get(), "question"));
+    const Channel::Result received = channel.Receive(buffer_);
+    EXPECT_EQ(received.status, Status::kDone);
+    EXPECT_EQ(std::string(buffer_, received.count), "question");
+    const Channel::Result sent = channel.Send("answer");
+    EXPECT_EQ(sent.status, Status::kDone);
+    EXPECT_EQ(sent.count, 6u);
+    EXPECT_EQ(ReceiveText(pair_.client.Get(), 6), "answer");
+}
+
+TEST_F(SocketChannelTest, ASilentClientMissesTheHeadDeadline) {
+    const auto start = std::chrono::steady_clock::now();
+    SocketChannel channel = Make({.head = milliseconds(300)});
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kEnded);
+    EXPECT_GE(Since(start), milliseconds(290));
+    EXPECT_LT(Since(start), milliseconds(2000));
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kEnded);
+}
+
+TEST_F(SocketChannelTest, DrippingBytesDoNotProlongTheHeadDeadline) {
+    const auto start = std::chrono::steady_clock::now();
+    SocketChannel channel = Make({.head = milliseconds(300)});
+    std::atomic<bool> done = false;
+    std::jthread client([this, &done] {
+        while (!done && SendText(pair_.client.Get(), "x")) Sleep(20);
+    });
+    int bytes = 0;
+    while (channel.Receive(buffer_).status == Status::kDone && Since(start).count() < 5000) ++bytes;
+    done = true;
+    EXPECT_GT(bytes, 3);
+    EXPECT_GE(Since(start), milliseconds(290));
+    EXPECT_LT(Since(start), milliseconds(2000));
+}
+
+TEST_F(SocketChannelTest, TheBodyLimitHoldsForEachWaitAlone) {
+    SocketChannel channel = Make({.head = milliseconds(100), .body_idle = milliseconds(400)});
+    channel.BeginBody();
+    const auto start = std::chrono::steady_clock::now();
+    std::jthread client([this] {
+        for (int i = 0; i < 4; ++i) {
+            Sleep(150);
+            SendText(pair_.client.Get(), "x");
+        }
+    });
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(channel.Receive(buffer_).status, Status::kDone) << i;
+    EXPECT_GE(Since(start), milliseconds(590));
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kEnded);
+    EXPECT_GE(Since(start), milliseconds(980));
+    EXPECT_LT(Since(start), milliseconds(3000));
+    EXPECT_EQ(calls_.receive_timeouts, 1);
+}
+
+TEST_F(SocketChannelTest, AHeadThatComesAtOnceSetsTheTimeoutOnce) {
+    SocketChannel channel = Make();
+    for (int i = 0; i < 3; ++i) {
+        SendText(pair_.client.Get(), "x");
+        EXPECT_EQ(channel.Receive(buffer_).status, Status::kDone);
+    }
+    EXPECT_EQ(calls_.receive_timeouts, 1);
+}
+
+TEST_F(SocketChannelTest, AClientThatTakesNothingMissesTheWriteLimit) {
+    SocketChannel channel = Make({.write = milliseconds(300), .drain = milliseconds(1)});
+    const std::string chunk(1024 * 1024, 'x');
+    const auto start = std::chrono::steady_clock::now();
+    int sends = 0;
+    while (channel.Send(chunk).status == Status::kDone && sends < 200) ++sends;
+    EXPECT_LT(sends, 200);
+    EXPECT_GE(Since(start), milliseconds(290));
+    EXPECT_LT(Since(start), milliseconds(5000));
+}
+
+TEST_F(SocketChannelTest, AResetPeerFailsTheWrite) {
+    SocketChannel channel = Make();
+    const linger abortive = {1, 0};
+    setsockopt(pair_.client.Get(), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&abortive),
+               sizeof abortive);
+    pair_.client.Reset();
+    int sends = 0;
+    while (channel.Send("x").status == Status::kDone && sends < 100) ++sends;
+    EXPECT_LT(sends, 100);
+    EXPECT_NE(channel.Receive(buffer_).status, Status::kDone);
+}
+
+TEST_F(SocketChannelTest, ClosesByHalfCloseThenReadingThenClose) {
+    SocketChannel channel = Make();
+    SendText(pair_.client.Get(), "never read");
+    shutdown(pair_.client.Get(), SD_SEND);
+    channel.Close();
+    EXPECT_THAT(calls_.calls, testing::ElementsAre("shutdown", "receive", "receive", "close"));
+    channel.Close();
+    EXPECT_EQ(calls_.calls.size(), 4u);
+}
+
+TEST_F(SocketChannelTest, TheDestructorCloses) {
+    { SocketChannel channel = Make({.drain = milliseconds(1)}); }
+    EXPECT_EQ(calls_.calls.front(), "shutdown");
+    EXPECT_EQ(calls_.calls.back(), "close");
+}
+
+TEST_F(SocketChannelTest, AClientThatKeepsSendingIsCutOffAfterAWhile) {
+    SocketChannel channel = Make({.drain = milliseconds(300)});
+    std::jthread client([this] {
+        while (SendText(pair_.client.Get(), "more")) Sleep(5);
+    });
+    const auto start = std::chrono::steady_clock::now();
+    channel.Close();
+    EXPECT_GE(Since(start), milliseconds(290));
+    EXPECT_LT(Since(start), milliseconds(2000));
+}
+
+TEST_F(SocketChannelTest, AClientThatSendsALotIsCutOffAfter64MiB) {
+    SocketChannel channel = Make({.drain = milliseconds(5000)});
+    calls_.endless = true;
+    channel.Close();
+    EXPECT_EQ(std::count(calls_.calls.begin(), calls_.calls.end(), "receive"), 1024);
+    EXPECT_EQ(calls_.calls.back(), "close");
+}
+
+TEST_F(SocketChannelTest, OptionsThatAreRefusedDoNotHinder) {
+    for (const auto& [level, option] :
+         {std::pair{int{IPPROTO_TCP}, TCP_NODELAY}, std::pair{SOL_SOCKET, SO_SNDTIMEO}}) {
+        SocketPair pair;
+        calls_.failing_level = level;
+        calls_.failing_option = option;
+        SocketChannel channel(std::move(pair.server), {}, calls_);
+        EXPECT_EQ(channel.Send("x").status, Status::kDone);
+        pair.client.Reset();
+    }
+}
+
+TEST_F(SocketChannelTest, WithoutAReceiveTimeoutNothingIsReceived) {
+    SocketChannel channel = Make();
+    calls_.failing_level = SOL_SOCKET;
+    calls_.failing_option = SO_RCVTIMEO;
+    SendText(pair_.client.Get(), "x");
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kEnded);
+    EXPECT_TRUE(calls_.calls.empty());
+}
+
+TEST_F(SocketChannelTest, FailingCallsEndTheDirection) {
+    SocketChannel channel = Make();
+    calls_.failing = "receive";
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kEnded);
+    calls_.failing = "send";
+    EXPECT_EQ(channel.Send("x").status, Status::kEnded);
+    calls_.error = WSAETIMEDOUT;
+    EXPECT_EQ(channel.Send("x").status, Status::kEnded);
+    calls_.error = WSAEWOULDBLOCK;
+    EXPECT_EQ(channel.Send("x").status, Status::kTryAgain);
+    calls_.failing = "receive";
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kTryAgain);
+}
+
+TEST_F(SocketChannelTest, AFailingHalfCloseSkipsTheDrain) {
+    SocketChannel channel = Make();
+    calls_.failing = "shutdown";
+    channel.Close();
+    EXPECT_THAT(calls_.calls, testing::ElementsAre("shutdown", "close"));
+}
+
+TEST_F(SocketChannelTest, AFailingDrainOrCloseStillEndsTheConnection) {
+    SocketChannel channel = Make();
+    calls_.failing = "receive";
+    channel.Close();
+    EXPECT_THAT(calls_.calls, testing::ElementsAre("shutdown", "receive", "close"));
+
+    SocketPair other;
+    SocketChannel second(std::move(other.server), {}, calls_);
+    calls_.failing = "close";
+    other.client.Reset();
+    second.Close();
+    EXPECT_EQ(calls_.calls.back(), "close");
+}
+
+TEST_F(SocketChannelTest, WaitingIsBoundedByTheWriteLimit) {
+    SocketChannel channel = Make({.write = milliseconds(30'500), .drain = milliseconds(1)});
+    for (const auto direction : {Channel::Direction::kReceive, Channel::Direction::kSend}) {
+        for (const int result : {1, 0, SOCKET_ERROR}) {
+            calls_.wait_result = result;
+            calls_.waited = {};
+            EXPECT_EQ(channel.Wait(direction), result == 1);
+            EXPECT_EQ(calls_.waited.tv_sec, 30);
+            EXPECT_EQ(calls_.waited.tv_usec, 500'000);
+        }
+    }
+}
+
+TEST(ConnectionLimitsTest, AreThirtySixtyThirtyAndTwoSeconds) {
+    const ConnectionLimits limits;
+    EXPECT_EQ(limits.head, milliseconds(30'000));
+    EXPECT_EQ(limits.body_idle, milliseconds(60'000));
+    EXPECT_EQ(limits.write, milliseconds(30'000));
+    EXPECT_EQ(limits.drain, milliseconds(2'000));
+}
+
+TEST_F(SocketChannelTest, AReplyArrivesAlthoughTheRequestWasNeverRead) {
+    const test::Identity identity;
+    const std::string reply(1'048'576, 'r');
+    std::string received;
+    std::thread client_thread([this, &received] {
+        test::TlsClient client(test::TransportOver(pair_.client.Get()));
+        if (!client.Handshake()) return;
+        client.Write(std::string(100'000, 'u'));
+        received = client.ReadToEnd();
+        pair_.client.Reset();
+    });
+    {
+        SocketChannel channel = Make({.drain = milliseconds(5000)});
+        TlsStream stream(identity.context.Get().get(), channel);
+        EXPECT_TRUE(stream.Handshake());
+        calls_.calls.clear();
+        EXPECT_TRUE(stream.WriteAll(reply));
+        EXPECT_THAT(calls_.calls, testing::ElementsAre("send", "send", "send", "send"));
+        stream.SendCloseNotify();
+        channel.Close();
+    }
+    client_thread.join();
+    EXPECT_TRUE(received == reply);
+    EXPECT_EQ(calls_.calls[4], "send");
+    EXPECT_EQ(calls_.calls[5], "shutdown");
+    EXPECT_EQ(calls_.calls[6], "receive");
+    EXPECT_EQ(calls_.calls.back(), "close");
+}
+
+TEST(NumericHostTest, IsTheBareAddress) {
+    const WinsockReference winsock;
+    sockaddr_storage address{};
+    auto& ipv6 = reinterpret_cast<sockaddr_in6&>(address);
+    ipv6.sin6_family = AF_INET6;
+    ipv6.sin6_addr.s6_addr[15] = 1;
+    EXPECT_EQ(NumericHost(address), "::1");
+    const unsigned char mapped[] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 10, 0, 0, 7};
+    std::copy(std::begin(mapped), std::end(mapped), ipv6.sin6_addr.s6_addr);
+    EXPECT_EQ(NumericHost(address), "::ffff:10.0.0.7");
+    EXPECT_EQ(NumericHost(sockaddr_storage{}), "");
+}
+
+}  // namespace
+}  // namespace harbinet
