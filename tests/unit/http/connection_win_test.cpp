@@ -131,8 +131,7 @@ TEST_F(ConnectionTest, AClientThatOnlyConnectsLeavesNothingInTheLog) {
 TEST_F(ConnectionTest, WithoutAContextTheConnectionIsJustClosed) {
     identity_.context.Free();
     std::string answer = "none yet";
-    Serve([](Exchange&) {},
-          [&answer](SOCKET socket) { answer = test::ReceiveText(socket, 1); });
+    Serve([](Exchange&) {}, [&answer](SOCKET socket) { answer = test::ReceiveText(socket, 1); });
     EXPECT_EQ(answer, "");
     EXPECT_TRUE(log_.Snapshot().empty());
 }
