@@ -1,14 +1,13 @@
-// Several connections one after the other against the real router, login gate and login service,
-// with stand-ins for the file endpoints. Connections are separated by the byte 0x1E; each begins
-// with one byte that says how its bytes are cut, which client sends them and how much later.
+// Several connections one after the other against the program's own route table, over a file system
+// in memory. Connections are separated by the byte 0x1E; each begins with one byte that says how
+// its bytes are cut, which client sends them and how much later.
 #include <algorithm>
 #include <array>
 #include <map>
 
-#include "auth/login.h"
 #include "fuzz_input.h"
-#include "http/json.h"
-#include "http/response.h"
+#include "routes.h"
+#include "support/fake_file_system.h"
 #include "support/fake_random.h"
 #include "support/fake_stream.h"
 #include "support/test_clock.h"
@@ -18,8 +17,14 @@ namespace {
 
 constexpr std::uint64_t kStart = 1'767'344'823;
 constexpr char kConnectionEnd = '\x1E';
+constexpr std::wstring_view kInside = L"D:\\Share\\";
+// The second one shares its beginning with the web root.
+constexpr std::array kOutside = {L"D:\\Other\\secret.txt", L"D:\\Share2\\secret.txt"};
+constexpr const char* kSecret = "only outside";
 
-// The program's rows, with a handler that reads what the real ones read.
+// Stands for SHA-256 where only the length matters: the nonce, at the text's end.
+std::string LastBytes(std::string_view text) { return std::string(text.substr(text.size() - 32)); }
+
 class Site {
 public:
     Site() {
@@ -27,6 +32,17 @@ public:
         credentials_.Reset();
         Check(credentials_.CurrentPin() == "305985", "the PIN is known to the corpus");
         credentials_.SetMasterPin("654321");
+        shares_.Reset();
+        files_.AddFolder(L"D:\\Share");
+        files_.AddFile(L"D:\\Share\\a.txt", "inside");
+        files_.AddFolder(L"D:\\Share\\docs");
+        files_.AddFile(L"D:\\Share\\docs\\b.txt", "deeper inside");
+        files_.AddFolder(L"D:\\Other");
+        files_.AddFolder(L"D:\\Share2");
+        for (const wchar_t* path : kOutside) files_.AddFile(path, kSecret);
+        for (HttpRoute& route : table_.routes) {
+            if (route.access == Access::kSession) AddSessionCheck(route);
+        }
     }
 
     void Serve(const std::string& connection) {
@@ -34,42 +50,36 @@ public:
         constexpr std::array kClients = {"10.0.0.7", "10.0.0.8", "fe80::1", "::1"};
         constexpr std::array<std::uint64_t, 8> kPauses = {0, 1, 60, 120, 900, 901, 28'799, 28'800};
         const auto choice = static_cast<unsigned char>(connection[0]);
-        const std::string request = connection.substr(1);
+        request_ = connection.substr(1);
         wall_seconds += kPauses[choice >> 4 & 7];
 
-        FakeStream stream(request, kPieces[choice & 3]);
-        // Each handler that needs a session checks that the request shows one.
-        request_ = request;
+        FakeStream stream(request_, kPieces[choice & 3]);
         ServeRequest(stream, kClients[choice >> 2 & 3], table_);
-        Check(stream.writes <= 2, "one reply at the most");
         if (!stream.output.empty()) CheckReply(stream.output);
-        if (request.find("\r\n\r\n") == std::string::npos) {
+        if (request_.find("\r\n\r\n") == std::string::npos) {
             Check(stream.output.empty(), "half a head gets no reply");
+        }
+        Check(files_.open_files == 0, "every file is closed again");
+    }
+
+    void CheckOutside() const {
+        for (const std::wstring& path : files_.Paths()) {
+            const bool is_known = path == L"D:\\Share" || path == L"D:\\Other" ||
+                                  path == L"D:\\Share2" || path == kOutside[0] ||
+                                  path == kOutside[1];
+            Check(is_known || path.starts_with(kInside), "nothing is made outside the web root");
+        }
+        for (const wchar_t* path : kOutside) {
+            Check(files_.Content(path) == kSecret, "nothing is changed outside the web root");
         }
     }
 
 private:
-    HttpRoute Row(std::string_view method, PathMatch match, std::string_view path,
-                  std::size_t min_path_length, Access access) {
-        return {method, match, path, min_path_length, access, [this, access](Exchange& exchange) {
-                    if (access == Access::kSession) CheckHasSession();
-                    StandIn(exchange);
-                }};
-    }
-
-    static void StandIn(Exchange& exchange) {
-        HttpRequest& request = exchange.request;
-        const std::string path = UrlDecode(GetQueryParam(request.query, "path"));
-        ReadBody(exchange.stream, request, 1'048'576);
-        std::vector<std::string> names;
-        if (!JsonGetStringArray(request.body, "names", names)) {
-            const std::string name = JsonGetString(request.body, "name");
-            SendJsonError(exchange.stream, 400, JsonError(name + path));
-            return;
-        }
-        std::string members = "\"path\":\"" + JsonEscape(path) + "\"";
-        for (const std::string& name : names) members += ",\"" + JsonEscape(name) + "\":0";
-        SendOkBytes(exchange.stream, kJsonType, JsonOk(members), {{"X", "y"}});
+    void AddSessionCheck(HttpRoute& route) {
+        route.handler = [this, serve = route.handler](Exchange& exchange) {
+            CheckHasSession();
+            serve(exchange);
+        };
     }
 
     void CheckHasSession() const {
@@ -86,6 +96,10 @@ private:
         const std::string length = After(reply, "\r\nContent-Length: ", "\r\n");
         Check(length == std::to_string(reply.size() - head_end - 4), "the length is the body's");
         Check(reply.find("\r\nConnection: close\r\n") < head_end, "every reply closes");
+        // An input that holds the text may upload it.
+        knows_secret_ |= request_.find(kSecret) != std::string::npos;
+        Check(knows_secret_ || reply.find(kSecret) == std::string::npos,
+              "nothing is read outside the web root");
         const std::string token = After(reply.substr(0, head_end), "Set-Cookie: AUTH=", ";");
         if (!token.empty()) session_ends_[token] = wall_seconds + 28'800;
     }
@@ -99,27 +113,21 @@ private:
     }
 
     FakeRandom random_;
+    FakeRandom share_random_;
+    FakeFileSystem files_;
+    const WebRoot web_root_{L"D:\\Share"};
+    EventLog log_;
+    ShareTable shares_{share_random_, LastBytes, TestWallSeconds};
     Credentials credentials_{random_, TestWallSeconds};
     BanTable bans_;
-    EventLog log_;
     LoginService login_{credentials_, bans_, log_, TestWallSeconds};
+    const RouteServices services_{{files_, web_root_, shares_, log_}, login_, credentials_, [] {
+                                      return ServerStatus{true, 8443};
+                                  }};
+    RouteTable table_ = BuildRoutes(services_);
     std::string request_;
     std::map<std::string, std::uint64_t> session_ends_;
-    const RouteTable table_{
-        {Row("GET", PathMatch::kPrefix, "/s/", 3, Access::kPublic),
-         Row("GET", PathMatch::kExact, "/api/status", 0, Access::kPublic),
-         Row("GET", PathMatch::kExact, "/", 0, Access::kPublic),
-         {"POST", PathMatch::kExact, "/api/login", 0, Access::kPublic,
-          [this](Exchange& exchange) { login_.Login(exchange); }},
-         Row("GET", PathMatch::kPrefix, "/d/", 3, Access::kPublic),
-         Row("POST", PathMatch::kPrefix, "/d/", 4, Access::kPublic),
-         {"GET", PathMatch::kExact, "/auto", 0, Access::kPublic,
-          [this](Exchange& exchange) { login_.AutoLogin(exchange); }},
-         Row("GET", PathMatch::kExact, "/api/list", 0, Access::kSession),
-         Row("GET", PathMatch::kExact, "/download", 0, Access::kSession),
-         Row("POST", PathMatch::kExact, "/upload", 0, Access::kSession),
-         Row("POST", PathMatch::kExact, "/api/delete_many", 0, Access::kSession)},
-        [this](const HeaderList& headers) { return credentials_.IsSessionValid(headers); }};
+    bool knows_secret_ = false;
 };
 
 }  // namespace
@@ -134,5 +142,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (end > begin) site.Serve(input.substr(begin, end - begin));
         begin = end + 1;
     }
+    site.CheckOutside();
     return 0;
 }

@@ -104,6 +104,12 @@ std::string FakeFileSystem::Content(const std::wstring& path) const {
     return file != nullptr ? file->content : "(missing)";
 }
 
+std::vector<std::wstring> FakeFileSystem::Paths() const {
+    std::vector<std::wstring> paths;
+    for (const auto& [path, file] : entries_) paths.push_back(path);
+    return paths;
+}
+
 bool FakeFileSystem::Fails(FileCall call) {
     const auto failure = failures_.find(call);
     if (failure == failures_.end() || failure->second-- > 0) return false;

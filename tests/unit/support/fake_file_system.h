@@ -49,6 +49,8 @@ public:
     // Of a file that exists; "(missing)" otherwise.
     std::string Content(const std::wstring& path) const;
     FakeFile& At(const std::wstring& path) { return *Find(path); }
+    // Of every file and folder.
+    std::vector<std::wstring> Paths() const;
 
     // The call after `successes` more of its kind fails, once.
     void FailOnce(FileCall call, int successes = 0) { failures_[call] = successes; }
