@@ -8,6 +8,7 @@ int QrSide(int modules) { return (modules + 2 * kQrQuietModules) * kQrModulePixe
 
 std::vector<std::uint32_t> QrPixels(std::span<const unsigned char> matrix, int modules) {
     const int side = QrSide(modules);
+    const auto width = static_cast<std::size_t>(modules);
     const auto module_at = [](int pixel) { return pixel / kQrModulePixels - kQrQuietModules; };
     const auto inside = [modules](int module) { return module >= 0 && module < modules; };
 
@@ -17,8 +18,10 @@ std::vector<std::uint32_t> QrPixels(std::span<const unsigned char> matrix, int m
         const int row = module_at(y);
         for (int x = 0; x < side; ++x) {
             const int column = module_at(x);
-            const bool dark = inside(row) && inside(column) &&
-                              (matrix[static_cast<std::size_t>(row * modules + column)] & 1U) != 0;
+            const bool dark =
+                inside(row) && inside(column) &&
+                (matrix[static_cast<std::size_t>(row) * width + static_cast<std::size_t>(column)] &
+                 1U) != 0;
             pixels.push_back(dark ? kQrDark : kQrLight);
         }
     }
