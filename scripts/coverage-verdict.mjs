@@ -4,11 +4,19 @@ import path from "node:path";
 
 const [summaryFile, root, minimum] = process.argv.slice(2);
 const { data } = JSON.parse(fs.readFileSync(summaryFile, "utf8"));
-const files = data[0].files.map(({ filename, summary }) => ({
-  name: path.relative(root, filename),
-  folder: path.dirname(path.relative(root, filename)),
-  ...summary,
-}));
+const judged = new Set(["src/http", "src/auth", "src/files"]);
+const files = data[0].files
+  .map(({ filename, summary }) => ({ name: path.relative(root, filename), ...summary }))
+  .map((file) => ({ ...file, folder: path.dirname(file.name) }))
+  .filter((file) => judged.has(file.folder));
+
+// Lines that no test reaches, and why. The number is exact: one more is a gap, one fewer makes the entry untrue.
+const unreached = {
+  "src/files/crc32.cpp": { lines: 22, reason: "the compiler makes the tables" },
+  "src/files/multipart.cpp": { lines: 1, reason: "stands behind a switch over every state" },
+  "src/files/zip.cpp": { lines: 2, reason: "counted for the failure of the assertion above them" },
+  "src/files/zip_download.cpp": { lines: 2, reason: "needs a finished archive of 4 GiB in memory" },
+};
 
 let passed = 0;
 let failed = 0;
@@ -19,9 +27,11 @@ function judge(isGood, text) {
 }
 
 for (const { name, lines } of files) {
-  judge(lines.covered === lines.count, `${name}: ${lines.covered} of ${lines.count} lines`);
+  const known = unreached[name] ?? { lines: 0, reason: "" };
+  const text = `${name}: ${lines.covered} of ${lines.count} lines ${known.reason}`.trimEnd();
+  judge(lines.count - lines.covered === known.lines, text);
 }
-for (const folder of new Set(files.map((file) => file.folder))) {
+for (const folder of judged) {
   const branches = files.filter((file) => file.folder === folder).map((file) => file.branches);
   const sum = (key) => branches.reduce((total, branch) => total + branch[key], 0);
   const percent = (100 * sum("covered")) / sum("count");
