@@ -22,6 +22,7 @@ using Arguments = std::vector<std::string>;
 constexpr const wchar_t* kMainClass = L"HTTPHarbinet_Main";
 constexpr const wchar_t* kLogClass = L"HTTPHarbinet_LogWin";
 constexpr int kLogsCommand = 1003;
+constexpr int kWebRootButton = 1013;
 constexpr int kUrlLabel = 1102;
 constexpr int kLogText = 2002;
 constexpr DWORD kAnswerMilliseconds = 10'000;
@@ -106,6 +107,41 @@ bool Post(const Arguments& arguments) {
                                         static_cast<LPARAM>(Number(arguments[2])));
 }
 
+// The shell's dialog holds several windows; the only text field in it is the one for the path.
+HWND PathField(HWND dialog) {
+    HWND field = nullptr;
+    EnumChildWindows(
+        dialog,
+        [](HWND child, LPARAM result) -> BOOL {
+            wchar_t name[16] = L"";
+            GetClassNameW(child, name, 16);
+            if (std::wstring_view(name) != L"Edit" || !IsWindowVisible(child)) return TRUE;
+            *reinterpret_cast<HWND*>(result) = child;
+            return FALSE;
+        },
+        reinterpret_cast<LPARAM>(&field));
+    return field;
+}
+
+bool ChooseWebRoot(const Arguments& arguments) {
+    constexpr DWORD kDialogMilliseconds = 15'000;
+    // Posted: the button answers only after its dialog has been closed.
+    if (!MainWindow() || !PostMessageW(MainWindow(), WM_COMMAND, kWebRootButton, 0)) return false;
+    HWND dialog = nullptr;
+    HWND field = nullptr;
+    if (!WaitUntil(kDialogMilliseconds, [&] {
+            dialog = FindWindowW(nullptr, L"Select Web Root Folder");
+            field = dialog ? PathField(dialog) : nullptr;
+            return field != nullptr;
+        })) {
+        return false;
+    }
+    const std::wstring folder = harbinet::Utf8ToWide(arguments[0]);
+    Send(field, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(folder.c_str()));
+    PostMessageW(dialog, WM_COMMAND, IDOK, 0);
+    return WaitUntil(kDialogMilliseconds, [&] { return !IsWindow(dialog); });
+}
+
 bool Log(const Arguments&) {
     if (!FindWindowW(kLogClass, nullptr)) Send(MainWindow(), WM_COMMAND, kLogsCommand, 0);
     const HWND window = FindWindowW(kLogClass, nullptr);
@@ -143,6 +179,7 @@ constexpr CommandRow kCommands[] = {
     {"press", 1, Press, "ID             clicks a button and waits until it has acted"},
     {"command", 1, Command, "ID             sends a menu command and waits until it is done"},
     {"post", 3, Post, "MESSAGE W L    posts a message to the main window"},
+    {"choose-root", 1, ChooseWebRoot, "FOLDER  picks another web root in the program's own dialog"},
     {"log", 0, Log, "               the event log, oldest line first"},
     {"close", 1, Close, "SECONDS        closes the program, prints its exit code"},
 };
