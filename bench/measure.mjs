@@ -1,0 +1,140 @@
+// Measures everything in one run, the servers taking turns within each round, and writes the table and
+// the plot. Arguments: --quick, and --only NAME,... to take some of kMeasures.
+import { spawn } from "node:child_process";
+import fs from "node:fs";
+import path from "node:path";
+
+import { kMeasures } from "./measures.mjs";
+import { printTable, writeResults } from "./report.mjs";
+import {
+  kRoot,
+  kStatusBody,
+  makeCertificate,
+  run,
+  startHarbinet,
+  startLoop,
+  startNginx,
+  wineCommand,
+} from "./servers.mjs";
+
+const kMiB = 1024 * 1024;
+const kFull = {
+  name: "full",
+  rounds: 5,
+  large: 1024,
+  upload: 512,
+  huge: 2048,
+  idle: 1000,
+  requests: 50,
+  clientMegabytes: 32,
+  clients: [1, 2, 4, 8, 16, 32],
+  fileKilobytes: [4, 64, 1024, 16 * 1024, 256 * 1024, 1024 * 1024],
+};
+const kQuick = {
+  name: "quick",
+  rounds: 1,
+  large: 64,
+  upload: 32,
+  huge: 128,
+  idle: 100,
+  requests: 5,
+  clientMegabytes: 4,
+  clients: [1, 4, 16],
+  fileKilobytes: [4, 1024, 64 * 1024],
+};
+const kListedFiles = 10_000;
+const kZipFiles = 16;
+
+// Random bytes: nothing on the way can do less work because of what they are.
+function makeFile(file, bytes) {
+  run("sh", ["-c", `head -c ${bytes} /dev/urandom >"$0"`, file]);
+}
+
+function makeFiles(folder, size) {
+  fs.mkdirSync(path.join(folder, "list"), { recursive: true });
+  fs.writeFileSync(path.join(folder, "status"), kStatusBody);
+  for (let i = 0; i < kListedFiles; i += 1) {
+    fs.writeFileSync(path.join(folder, "list", `file number ${i}.txt`), "x".repeat(i % 100));
+  }
+  makeFile(path.join(folder, "large.bin"), size.large * kMiB);
+  makeFile(path.join(folder, "clients.bin"), size.clientMegabytes * kMiB);
+  makeFile(path.join(folder, "share.bin"), (size.large * kMiB) / 16);
+  for (let i = 0; i < kZipFiles; i += 1) {
+    fs.linkSync(path.join(folder, "share.bin"), path.join(folder, `zip${i}.bin`));
+  }
+  for (const kilobytes of size.fileKilobytes) {
+    makeFile(path.join(folder, `${kilobytes}k.bin`), kilobytes * 1024);
+  }
+}
+
+function client(...args) {
+  return JSON.parse(run(path.join(kRoot, "build", "bench", "bench_client"), args.map(String)));
+}
+
+// A client that holds idle connections until it is told to end.
+async function holdIdle(port, count) {
+  const program = path.join(kRoot, "build", "bench", "bench_client");
+  const child = spawn(program, ["idle", port, count].map(String), {
+    stdio: ["pipe", "pipe", "ignore"],
+  });
+  const [line] = await new Promise((resolve, reject) => {
+    child.stdout.once("data", (text) => resolve(String(text).split("\n")));
+    child.once("error", reject);
+  });
+  const open = Number(line.split(" ")[1]);
+  const ended = new Promise((resolve) => child.once("exit", resolve));
+  return { open, end: () => (child.stdin.end(), ended) };
+}
+
+async function measureAll(size, only, folder, started) {
+  const files = path.join(folder, "files");
+  fs.mkdirSync(files);
+  console.log(`== files in ${folder}`);
+  makeFiles(files, size);
+  const prefix = path.join(folder, "prefix");
+  run(path.join(kRoot, "scripts", "new-prefix"), [prefix]);
+  started.push({ stop: () => run(wineCommand, [prefix, "--kill"]) });
+  const certificate = makeCertificate(folder);
+
+  const keep = (server) => (started.push(server), server);
+  const nginx = keep(await startNginx(folder, certificate));
+  const loop = keep(await startLoop(folder, prefix, certificate));
+  const harbinet = keep(await startHarbinet(folder, prefix));
+  const context = { size, folder, prefix, nginx, loop, harbinet, client, holdIdle };
+
+  const rows = [];
+  const curves = [];
+  for (const [name, measure] of Object.entries(kMeasures)) {
+    if (only && !only.includes(name)) continue;
+    console.log(`== ${name}`);
+    const result = await measure(context);
+    rows.push(...(result.rows ?? []));
+    if (result.curve) curves.push(result.curve);
+  }
+  return { rows, curves };
+}
+
+async function main(args) {
+  const size = args.includes("--quick") ? kQuick : kFull;
+  const at = args.indexOf("--only");
+  const only = at < 0 ? null : args[at + 1].split(",");
+  const base = fs.existsSync("/dev/shm") ? "/dev/shm" : "/tmp";
+  const folder = fs.mkdtempSync(path.join(base, "harbinet-bench-"));
+  const started = [];
+  const cleanUp = async () => {
+    for (const server of started.splice(0).reverse()) await server.stop();
+    fs.rmSync(folder, { recursive: true, force: true, maxRetries: 20, retryDelay: 100 });
+  };
+  process.once("SIGINT", () => cleanUp().finally(() => process.exit(130)));
+  try {
+    const { rows, curves } = await measureAll(size, only, folder, started);
+    printTable(rows);
+    const target = size === kFull && !only ? "bench/results" : "build/bench/results";
+    writeResults(path.join(kRoot, target), size, rows, curves);
+    console.log(`== written to ${target}`);
+  } finally {
+    await cleanUp();
+  }
+}
+
+await main(process.argv.slice(2));
