@@ -57,9 +57,9 @@ std::string BuildHead(int status, std::string_view reason, std::string_view cont
 void SendResponse(Stream& stream, int status, std::string_view reason,
                   std::string_view content_type, std::string_view body, const ExtraHeaders& extra) {
     // The body is tried even when the head could not be written; a client that has gone makes both
-    // fail.
-    stream.WriteAll(BuildHead(status, reason, content_type, body.size(), extra));
-    if (!body.empty()) stream.WriteAll(body);
+    // fail. Nothing follows a reply but the end of the connection: a small one leaves with it.
+    stream.WriteSoon(BuildHead(status, reason, content_type, body.size(), extra));
+    if (!body.empty()) stream.WriteSoon(body);
 }
 
 void SendOkBytes(Stream& stream, std::string_view content_type, std::string_view bytes,

@@ -29,7 +29,6 @@ SocketChannel::SocketChannel(UniqueSocket socket, const ConnectionLimits& limits
       deadline_(Clock::now() + limits.head) {
     // Each flush hands over a finished flight or chunk: waiting for more bytes only delays it.
     calls_.SetOption(socket_, IPPROTO_TCP, TCP_NODELAY, 1);
-    calls_.SetOption(socket_, SOL_SOCKET, SO_SNDTIMEO, static_cast<DWORD>(limits_.write.count()));
 }
 
 SocketChannel::~SocketChannel() { Close(); }
@@ -40,6 +39,7 @@ Channel::Result SocketChannel::Receive(std::span<char> buffer) {
 }
 
 Channel::Result SocketChannel::Send(std::string_view bytes) {
+    LimitSend(bytes.size());
     return ResultOf(calls_.Send(socket_, bytes.data(), ClampToInt(bytes.size())));
 }
 
@@ -82,6 +82,16 @@ bool SocketChannel::LimitReceive() {
     const bool close_enough = receive_timeout_ > milliseconds::zero() &&
                               receive_timeout_ <= left + kDeadlineSlack && receive_timeout_ >= left;
     return close_enough || SetReceiveTimeout(left);
+}
+
+void SocketChannel::LimitSend(std::size_t count) {
+    if (!unlimited_left_) return;
+    if (count <= *unlimited_left_) {
+        *unlimited_left_ -= count;
+        return;
+    }
+    unlimited_left_.reset();
+    calls_.SetOption(socket_, SOL_SOCKET, SO_SNDTIMEO, static_cast<DWORD>(limits_.write.count()));
 }
 
 bool SocketChannel::SetReceiveTimeout(milliseconds timeout) {

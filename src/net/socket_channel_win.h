@@ -24,6 +24,10 @@ struct ConnectionLimits {
 // What a client may still send after the reply before it is cut off.
 inline constexpr std::size_t kDrainBytes = 64 * 1024 * 1024;
 
+// The first bytes that are sent find the system's buffer empty and never wait: short replies need
+// no limit on the wait.
+inline constexpr std::size_t kUnlimitedSendBytes = 4096;
+
 class SocketChannel final : public Channel {
 public:
     // The time for handshake and head starts to run.
@@ -48,6 +52,7 @@ private:
     bool LimitReceive();
     bool SetReceiveTimeout(std::chrono::milliseconds timeout);
     void DrainBriefly();
+    void LimitSend(std::size_t count);
     Result ResultOf(int count) const;
 
     SocketCalls& calls_;
@@ -55,6 +60,7 @@ private:
     SOCKET socket_;
     std::optional<Clock::time_point> deadline_;     // for all receiving until BeginBody, then none
     std::chrono::milliseconds receive_timeout_{0};  // as set on the socket; 0 is none
+    std::optional<std::size_t> unlimited_left_ = kUnlimitedSendBytes;  // nothing: limited
 };
 
 }  // namespace harbinet

@@ -18,6 +18,10 @@ public:
     // True when every byte has been handed to the system. An empty range is true at once.
     virtual bool WriteAll(std::string_view bytes) = 0;
 
+    // For a reply that is followed by more or by the end of the connection: as WriteAll, but the
+    // bytes may wait and leave together with those.
+    virtual bool WriteSoon(std::string_view bytes) { return WriteAll(bytes); }
+
     // The head has been read: from here on the one deadline for handshake and head no longer holds,
     // and every single wait for body bytes has the idle limit instead.
     virtual void BeginBody() = 0;

@@ -82,7 +82,9 @@ std::size_t TlsStream::ReadSome(std::span<char> buffer) {
     return SSL_read_ex(ssl_.get(), buffer.data(), buffer.size(), &count) == 1 ? count : 0;
 }
 
-bool TlsStream::WriteAll(std::string_view bytes) {
+bool TlsStream::WriteAll(std::string_view bytes) { return WriteSoon(bytes) && Flush(); }
+
+bool TlsStream::WriteSoon(std::string_view bytes) {
     // What an earlier call left in the queue would be taken for the reason of this one's result.
     ERR_clear_error();
     while (!bytes.empty()) {
@@ -94,7 +96,7 @@ bool TlsStream::WriteAll(std::string_view bytes) {
             return false;
         }
     }
-    return Flush();
+    return true;
 }
 
 void TlsStream::BeginBody() {

@@ -40,9 +40,11 @@ public:
 
     std::size_t ReadSome(std::span<char> buffer) override;
     bool WriteAll(std::string_view bytes) override;
+    bool WriteSoon(std::string_view bytes) override;
     void BeginBody() override;
 
-    // Tells the client that no more bytes come. Does not wait for its answer.
+    // Tells the client that no more bytes come, after those that still wait. Does not wait for its
+    // answer.
     void SendCloseNotify();
 
 private:
