@@ -1,5 +1,6 @@
 // Measures everything in one run, the servers taking turns within each round, and writes the table and
-// the plot. Arguments: --quick, and --only NAME,... to take some of kMeasures.
+// the plot. Arguments: --quick; --only NAME,... to take some of kMeasures; --admin to start the program
+// with administrator rights, which moves it from port 8443 to 443.
 import { spawn } from "node:child_process";
 import fs from "node:fs";
 import path from "node:path";
@@ -86,7 +87,7 @@ async function holdIdle(port, count) {
   return { open, end: () => (child.stdin.end(), ended) };
 }
 
-async function measureAll(size, only, folder, started) {
+async function measureAll(size, { only, asAdministrator }, folder, started) {
   const files = path.join(folder, "files");
   fs.mkdirSync(files);
   console.log(`== files in ${folder}`);
@@ -99,7 +100,7 @@ async function measureAll(size, only, folder, started) {
   const keep = (server) => (started.push(server), server);
   const nginx = keep(await startNginx(folder, certificate));
   const loop = keep(await startLoop(folder, prefix, certificate));
-  const harbinet = keep(await startHarbinet(folder, prefix));
+  const harbinet = keep(await startHarbinet(folder, prefix, asAdministrator));
   const context = { size, folder, prefix, nginx, loop, harbinet, client, holdIdle };
 
   const rows = [];
@@ -127,7 +128,8 @@ async function main(args) {
   };
   process.once("SIGINT", () => cleanUp().finally(() => process.exit(130)));
   try {
-    const { rows, curves } = await measureAll(size, only, folder, started);
+    const asAdministrator = args.includes("--admin");
+    const { rows, curves } = await measureAll(size, { only, asAdministrator }, folder, started);
     printTable(rows);
     const target = size === kFull && !only ? "bench/results" : "build/bench/results";
     writeResults(path.join(kRoot, target), size, rows, curves);

@@ -33,20 +33,34 @@ function checked(outcome) {
 
 const megabytesPerSecond = (outcome) => outcome.bytes / 1e6 / outcome.seconds;
 
-function fetch(context, server, name, clients = 1, requests = 1) {
+function fetch(context, server, name, clients = 1, count = 1) {
   const [target, headers] = server.file(name);
-  return checked(context.client("get", server.port, target, clients, requests, ...headers));
+  return checked(context.client("get", server.port, target, clients, count, ...headers));
 }
 
 const formatRate = (rate) => `${rate.toFixed(0)} MB/s`;
 const formatRatio = (ratio) => ratio.toFixed(2);
 
 function atLeast(what, value, against, ratio, target) {
-  return { what, value, against, ratio: formatRatio(ratio), target: `>= ${target}`, met: ratio >= target };
+  return {
+    what,
+    value,
+    against,
+    ratio: formatRatio(ratio),
+    target: `>= ${target}`,
+    met: ratio >= target,
+  };
 }
 
 function atMost(what, value, against, ratio, target) {
-  return { what, value, against, ratio: formatRatio(ratio), target: `<= ${target}`, met: ratio <= target };
+  return {
+    what,
+    value,
+    against,
+    ratio: formatRatio(ratio),
+    target: `<= ${target}`,
+    met: ratio <= target,
+  };
 }
 
 function download(context) {
@@ -62,13 +76,25 @@ function download(context) {
     rows: [
       atLeast(what, formatRate(own), `bare loop ${formatRate(bare)}`, own / bare, 0.9),
       atLeast(what, formatRate(own), `nginx ${formatRate(native)}`, own / native, 0.8),
-      information("yardstick: bare loop against nginx", formatRate(bare), `nginx ${formatRate(native)}`, bare / native),
+      information(
+        "yardstick: bare loop against nginx",
+        formatRate(bare),
+        `nginx ${formatRate(native)}`,
+        bare / native,
+      ),
     ],
   };
 }
 
 function information(what, value, against = "", ratio = null) {
-  return { what, value, against, ratio: ratio === null ? "" : formatRatio(ratio), target: "", met: null };
+  return {
+    what,
+    value,
+    against,
+    ratio: ratio === null ? "" : formatRatio(ratio),
+    target: "",
+    met: null,
+  };
 }
 
 function downloadMany(context) {
@@ -141,7 +167,12 @@ function listing(context) {
   };
   // The first walk of a process pays for its start.
   const walk = () => {
-    const args = [prefix, windowsProgram("list_loop"), windowsPath(`${folder}/files/${kListing}`), "3"];
+    const args = [
+      prefix,
+      windowsProgram("list_loop"),
+      windowsPath(`${folder}/files/${kListing}`),
+      "3",
+    ];
     const [, second, third] = run(wineCommand, args).trim().split(/\s+/).map(Number);
     return (second + third) / 2 / 1000;
   };

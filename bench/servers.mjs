@@ -2,16 +2,16 @@
 // TLS loop in one Wine prefix, nginx natively. All serve the folder `files` below `folder`.
 import { execFileSync, spawn } from "node:child_process";
 import fs from "node:fs";
+import https from "node:https";
 import net from "node:net";
 import path from "node:path";
-
-import { startProgram } from "../tests/support/program.mjs";
+import { fileURLToPath } from "node:url";
 
 const kNginxPort = 18_444;
 const kLoopPort = 18_443;
 const kStartMilliseconds = 60_000;
 
-export const kRoot = path.resolve(import.meta.dirname, "..");
+export const kRoot = path.resolve(path.dirname(fileURLToPath(import.meta.url)), "..");
 export const kStatusBody = '{"running":true,"port":8443}';
 
 const sleep = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
@@ -33,7 +33,13 @@ export async function untilListening(port, start = performance.now()) {
   return (performance.now() - start) / 1000;
 }
 
+async function mustBeFree(port) {
+  if (await connects(port)) throw new Error(`port ${port} is taken`);
+}
+
 export const windowsPath = (file) => `Z:${file.replaceAll("/", "\\")}`;
+
+const kQuiet = { stdio: "ignore" };
 
 export function run(command, args, options) {
   return execFileSync(command, args, { encoding: "utf8", ...options });
@@ -43,15 +49,19 @@ export const wineCommand = path.join(kRoot, "scripts", "wine");
 export const windowsProgram = (name) => path.join(kRoot, "build", "release", `${name}.exe`);
 
 export function makeCertificate(folder) {
-  const files = { certificate: path.join(folder, "bench.crt"), key: path.join(folder, "bench.key") };
+  const files = {
+    certificate: path.join(folder, "bench.crt"),
+    key: path.join(folder, "bench.key"),
+  };
   const curve = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes"];
   const names = ["-subj", "/CN=bench", "-addext", "subjectAltName=IP:127.0.0.1,DNS:localhost"];
   const out = ["-keyout", files.key, "-out", files.certificate, "-days", "30"];
-  run("openssl", ["req", "-x509", ...curve, ...names, ...out], { stdio: "ignore" });
+  run("openssl", ["req", "-x509", ...curve, ...names, ...out], kQuiet);
   return files;
 }
 
 export async function startNginx(folder, { certificate, key }) {
+  await mustBeFree(kNginxPort);
   const own = path.join(folder, "nginx");
   fs.mkdirSync(own);
   const temporary = ["client_body", "proxy", "fastcgi", "uwsgi", "scgi"];
@@ -75,7 +85,7 @@ http {
   );
   const nginx = fs.existsSync("/usr/sbin/nginx") ? "/usr/sbin/nginx" : "nginx";
   const log = path.join(own, "error.log");
-  const child = spawn(nginx, ["-c", `${own}/nginx.conf`, "-e", log], { stdio: "ignore" });
+  const child = spawn(nginx, ["-c", `${own}/nginx.conf`, "-e", log], kQuiet);
   await untilListening(kNginxPort);
   return {
     name: "nginx",
@@ -87,11 +97,18 @@ http {
 }
 
 export async function startLoop(folder, prefix, { certificate, key }) {
+  await mustBeFree(kLoopPort);
   const args = [certificate, key].map(windowsPath);
   const child = spawn(
     wineCommand,
-    [prefix, windowsProgram("tls_loop"), ...args, String(kLoopPort), windowsPath(`${folder}/files`)],
-    { stdio: "ignore" },
+    [
+      prefix,
+      windowsProgram("tls_loop"),
+      ...args,
+      String(kLoopPort),
+      windowsPath(`${folder}/files`),
+    ],
+    kQuiet,
   );
   await untilListening(kLoopPort);
   return {
@@ -104,22 +121,72 @@ export async function startLoop(folder, prefix, { certificate, key }) {
   };
 }
 
-// The program with a session, and the process whose memory is measured.
-export async function startHarbinet(folder, prefix) {
+const kMasterPin = "246810";
+
+// The process of the program in that prefix.
+function findProgram(prefix) {
+  for (const pid of fs.readdirSync("/proc").filter((name) => /^\d+$/.test(name))) {
+    try {
+      const [program] = fs.readFileSync(`/proc/${pid}/cmdline`, "utf8").split("\0");
+      const environment = fs.readFileSync(`/proc/${pid}/environ`, "utf8").split("\0");
+      const isOurs = environment.includes(`WINEPREFIX=${prefix}`);
+      if (isOurs && program.endsWith("Harbinet.exe")) return Number(pid);
+    } catch {
+      // A process of somebody else, or one that has just ended.
+    }
+  }
+  throw new Error("the program is not running");
+}
+
+// The cookie of a new session.
+function logIn(port) {
+  const body = JSON.stringify({ code: kMasterPin });
+  const options = { port, method: "POST", path: "/api/login", rejectUnauthorized: false };
+  return new Promise((resolve, reject) => {
+    const request = https.request({ ...options, headers: { "Content-Length": body.length } });
+    request.once("error", reject).once("response", (reply) => {
+      reply.resume();
+      const [cookie] = reply.headers["set-cookie"] ?? [];
+      if (cookie) resolve(cookie.split(";")[0]);
+      else reject(new Error(`login failed: ${reply.statusCode}`));
+    });
+    request.end(body);
+  });
+}
+
+// The program with a session. As administrator it listens on another port.
+export async function startHarbinet(folder, prefix, asAdministrator) {
+  const settings = { WebRootPath: windowsPath(`${folder}/files`), MasterPin6: kMasterPin };
+  for (const [name, value] of Object.entries(settings)) {
+    const key = "HKCU\\Software\\Harbinet PRO";
+    run(wineCommand, [prefix, "reg", "add", key, "/v", name, "/d", value, "/f"], kQuiet);
+  }
+  const port = asAdministrator ? 443 : 8443;
+  await mustBeFree(port);
+  const starter = asAdministrator ? [] : [windowsProgram("start_limited")];
   const start = performance.now();
-  const program = await startProgram({ prefix, root: path.join(folder, "files") });
-  const seconds = (performance.now() - start) / 1000;
-  const cookie = [`Cookie: ${await program.login()}`];
+  const child = spawn(
+    path.join(kRoot, "scripts", "with-display"),
+    [wineCommand, prefix, ...starter, windowsProgram("Harbinet")],
+    kQuiet,
+  );
+  const seconds = await untilListening(port, start);
+  const cookie = [`Cookie: ${await logIn(port)}`];
   return {
-    name: "Harbinet",
-    port: program.port,
+    name: "Harbinet PRO",
+    port,
     seconds,
-    pid: program.pid,
+    pid: findProgram(prefix),
     file: (name) => [`download?path=${name}`, cookie],
     upload: ["upload?path=", cookie],
     list: (name) => [`api/list?path=${name}`, cookie],
     zip: ["api/zip", cookie],
     status: ["api/status", []],
-    stop: () => program.stop(),
+    // Ending the prefix ends the program, and with it the display.
+    stop: () =>
+      new Promise((resolve) => {
+        child.once("exit", resolve);
+        run(wineCommand, [prefix, "--kill"]);
+      }),
   };
 }
