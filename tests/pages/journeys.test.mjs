@@ -5,7 +5,6 @@ import {
   changeWebRoot,
   dropFiles,
   eventually,
-  launchChromium,
   logIn,
   openFileManager,
   pageTest,
@@ -20,6 +19,7 @@ import {
   waitForTransfer,
   world,
 } from "./world.mjs";
+import { launchChromium } from "./chromium.mjs";
 import { readStoredZip } from "./stored_zip.mjs";
 
 useWorld();

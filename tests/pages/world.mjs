@@ -7,18 +7,8 @@ import fs from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { after, before, test } from "node:test";
-import { chromium } from "playwright-core";
+import { launchChromium } from "./chromium.mjs";
 import { startHarbinet, windowsPath } from "../support/harbinet.mjs";
-
-const CHROMIUM_FLAGS = [
-  "--no-sandbox",
-  "--disable-gpu",
-  "--disable-quic",
-  "--no-first-run",
-  "--disable-background-networking",
-  "--disable-component-update",
-  "--disable-sync",
-];
 
 export const DESKTOP = { viewport: { width: 1280, height: 800 } };
 export const PHONE = {
@@ -49,13 +39,6 @@ export async function changeWebRoot(folder) {
   await harbinet.waitForMessage(/listening/, { from });
 }
 
-export function launchChromium() {
-  return chromium.launch({
-    executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
-    args: CHROMIUM_FLAGS,
-  });
-}
-
 export async function apiFetch(address, options = {}) {
   const context = await world.browser.newContext({ ignoreHTTPSErrors: true });
   try {
@@ -79,20 +62,32 @@ export async function logIn() {
   await context.close();
 }
 
-export function useWorld() {
+// Starts the program, then what `open` opens, before a file's tests; ends them in turn after the tests. One pair of
+// hooks: hooks beside each other would run at once.
+export function useProgram(open, close) {
   before(async () => {
     const webRoot = fs.mkdtempSync(path.join(os.tmpdir(), "harbinet-pages-"));
     world.program = await startProgram(webRoot);
-    world.browser = await launchChromium();
-    await logIn();
+    await open();
   });
   after(async () => {
-    await world.browser?.close();
+    await close();
     if (world.program !== null) {
       await world.program.harbinet.stop();
       fs.rmSync(world.program.webRoot, { recursive: true });
     }
   });
+}
+
+// The program, a browser, and a session for both.
+export function useWorld() {
+  useProgram(
+    async () => {
+      world.browser = await launchChromium();
+      await logIn();
+    },
+    () => world.browser?.close(),
+  );
 }
 
 export function rootPath(...segments) {
