@@ -3,7 +3,7 @@
 //   scripts/with-display node scripts/screenshots-pages.mjs
 //
 // The program must have been built (./run --build-only) and the node packages installed
-// (scripts/install-node-packages). The pictures go to docs/images.
+// (npm ci). The pictures go to docs/images.
 
 import fs from "node:fs";
 import os from "node:os";
