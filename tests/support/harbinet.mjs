@@ -287,7 +287,9 @@ export class Harbinet {
   async waitForServer() {
     const end = Date.now() + START_SECONDS * 1000;
     while ((await this.statusCode()) !== 200) {
-      if (Date.now() > end) throw new Error("the server does not answer");
+      if (Date.now() > end) {
+        throw new Error(`the server does not answer:\n${(await this.messages()).join("\n")}`);
+      }
       await delay(50);
     }
   }
@@ -303,6 +305,7 @@ let started = 0;
  * registry     more values for the program's registry key, text or number by name
  * admin        with administrator rights, on port 443
  * args         command line
+ * env          more environment for the program and for Wine's server
  * prepare      async function (harbinet), called before the program starts: harbinet.prefix and .dataFolder exist
  * waitFor      'server' (default), 'window', or 'nothing'
  */
@@ -312,6 +315,7 @@ export async function startHarbinet({
   registry = {},
   admin = false,
   args = [],
+  env = {},
   prepare,
   waitFor = "server",
 } = {}) {
@@ -337,7 +341,7 @@ export async function startHarbinet({
     const program = spawn(
       path.join(scripts, "wine"),
       [prefix, ...launcher, path.join(release, "Harbinet.exe"), ...args],
-      { stdio: ["ignore", output, output] },
+      { env: { ...process.env, ...env }, stdio: ["ignore", output, output] },
     );
     closeSync(output);
     harbinet.ended = once(program, "exit").then(([code]) => code);

@@ -1,0 +1,145 @@
+// run.mjs [FILE...] : starts the program, runs the wire tests (all, or the files named) one file after the other, and
+// ends with a line "N passed, N failed". Needs DISPLAY; see scripts/with-display.
+import { spawn } from "node:child_process";
+import { once } from "node:events";
+import fs from "node:fs";
+import net from "node:net";
+import os from "node:os";
+import path from "node:path";
+import { fileURLToPath } from "node:url";
+
+import { hostPath, startHarbinet } from "../support/harbinet.mjs";
+
+const here = fileURLToPath(new URL(".", import.meta.url));
+const place = fs.mkdtempSync(path.join(os.tmpdir(), "wire-"));
+const kMasterPin = "739164";
+const kFakeTime = "/usr/lib/x86_64-linux-gnu/faketime/libfaketimeMT.so.1";
+
+// The environment of a program whose clock is moved by writing an offset in seconds to `clockFile`.
+function movableClock(clockFile) {
+  fs.writeFileSync(clockFile, "+0");
+  return {
+    LD_PRELOAD: kFakeTime,
+    FAKETIME_TIMESTAMP_FILE: clockFile,
+    FAKETIME_NO_CACHE: "1",
+    FAKETIME_DONT_FAKE_MONOTONIC: "1",
+  };
+}
+
+// The process of the program itself, as this machine numbers it.
+function processOf(prefix) {
+  for (const id of fs.readdirSync("/proc").filter((name) => /^\d+$/.test(name))) {
+    try {
+      const words = fs.readFileSync(`/proc/${id}/cmdline`, "utf8").split("\0");
+      const environment = fs.readFileSync(`/proc/${id}/environ`, "utf8").split("\0");
+      const last = words.filter((word) => word !== "").at(-1) ?? "";
+      const isProgram =
+        /[\\/]Harbinet\.exe$/.test(last) && !/start_limited|scripts/.test(words.join());
+      if (isProgram && environment.includes(`WINEPREFIX=${prefix}`)) return Number(id);
+    } catch {
+      // It ended in between.
+    }
+  }
+  throw new Error("the program's process was not found");
+}
+
+// Lets the test files ask for the program's windows: one command on each connection.
+async function serveControl(harbinet, file) {
+  const server = net.createServer({ allowHalfOpen: true }, (socket) => {
+    const chunks = [];
+    socket.on("error", () => {});
+    socket.on("data", (chunk) => chunks.push(chunk));
+    socket.on("end", async () => {
+      const words = JSON.parse(Buffer.concat(chunks).toString("utf8"));
+      const answer = await harbinet.probe.ask(...words).then(
+        (text) => ({ ok: true, text }),
+        (error) => ({ ok: false, text: error.message }),
+      );
+      socket.end(JSON.stringify(answer));
+    });
+  });
+  await once(server.listen(file), "listening");
+  return server;
+}
+
+async function factsOf(harbinet) {
+  const messages = await harbinet.messages();
+  const after = (start) => messages.find((text) => text.startsWith(start)).slice(start.length);
+  const windowsRoot = after("PATH    files=");
+  return {
+    port: harbinet.port,
+    pin: after("AUTH    PIN="),
+    masterPin: kMasterPin,
+    windowsRoot,
+    root: hostPath(windowsRoot, harbinet.prefix),
+    driveC: path.join(harbinet.prefix, "drive_c"),
+    pid: processOf(harbinet.prefix),
+  };
+}
+
+async function runFile(file, facts) {
+  const child = spawn(process.execPath, ["--test", "--test-reporter=tap", path.join(here, file)], {
+    env: { ...process.env, TZ: "UTC", HARBINET_WIRE: JSON.stringify(facts) },
+    stdio: ["ignore", "pipe", "inherit"],
+  });
+  let output = "";
+  child.stdout.on("data", (data) => {
+    output += data;
+    process.stdout.write(data);
+  });
+  const [code] = await once(child, "close");
+  const count = (word) => Number(new RegExp(`^# ${word} (\\d+)$`, "m").exec(output)?.[1] ?? 0);
+  const passed = count("pass");
+  let failed = count("fail") + count("cancelled");
+  if (failed === 0 && (code !== 0 || passed + count("skipped") === 0)) failed = 1;
+  return { passed, failed };
+}
+
+// Runs `files` against one program. A program that does not end well counts as a failure.
+async function runAgainst(files, clockFile) {
+  const total = { passed: 0, failed: 0 };
+  const env = { TZ: "UTC", ...(clockFile && movableClock(clockFile)) };
+  const harbinet = await startHarbinet({ masterPin: kMasterPin, env });
+  const controlSocket = path.join(
+    place,
+    `control-${harbinet.port}-${clockFile ? "clock" : "plain"}`,
+  );
+  const control = await serveControl(harbinet, controlSocket);
+  try {
+    const facts = { ...(await factsOf(harbinet)), controlSocket, clockFile };
+    for (const file of files) {
+      const start = Date.now();
+      const { passed, failed } = await runFile(file, facts);
+      total.passed += passed;
+      total.failed += failed;
+      const seconds = ((Date.now() - start) / 1000).toFixed(1);
+      console.log(`== ${file}: ${passed} passed, ${failed} failed (${seconds} s)`);
+    }
+  } finally {
+    control.close();
+    await harbinet.stop().catch((error) => {
+      console.log(error.message);
+      total.failed += 1;
+    });
+  }
+  return total;
+}
+
+const all = fs.readdirSync(here).filter((name) => name.endsWith(".test.mjs"));
+const chosen =
+  process.argv.length > 2 ? process.argv.slice(2).map((name) => path.basename(name)) : all;
+const kTimed = "time.test.mjs";
+const groups = [
+  [chosen.filter((name) => name !== kTimed).sort(), undefined],
+  [chosen.filter((name) => name === kTimed), path.join(place, "clock")],
+];
+
+const sum = { passed: 0, failed: 0 };
+for (const [files, clockFile] of groups.filter(([list]) => list.length > 0)) {
+  const { passed, failed } = await runAgainst(files, clockFile);
+  sum.passed += passed;
+  sum.failed += failed;
+}
+fs.rmSync(place, { recursive: true });
+console.log(`${sum.passed} passed, ${sum.failed} failed`);
+process.exitCode = sum.failed === 0 ? 0 : 1;
