@@ -53,11 +53,4 @@ private:
     const HGDIOBJ previous_;
 };
 
-// What both windows draw their controls with. Made when the main window is created, gone when it is
-// destroyed.
-struct Appearance {
-    UniqueBrush white;
-    UniqueFont font;
-};
-
 }  // namespace harbinet

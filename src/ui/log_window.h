@@ -6,7 +6,7 @@
 
 #include <atomic>
 
-#include "ui/gdi.h"
+#include "ui/appearance.h"
 #include "ui/window.h"
 
 namespace harbinet {

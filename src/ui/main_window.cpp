@@ -20,14 +20,6 @@ constexpr DWORD kStyle = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBO
 constexpr int kWidth = 694;
 constexpr int kHeight = 180;
 constexpr int kHeightWithPanel = 520;
-constexpr int kFontHeight = -14;
-
-UniqueFont MakeUiFont() {
-    LOGFONTW description = {};
-    description.lfHeight = kFontHeight;
-    std::wstring_view(L"Segoe UI").copy(description.lfFaceName, LF_FACESIZE - 1);
-    return UniqueFont(CreateFontIndirectW(&description));
-}
 
 class PaintSession {
 public:
@@ -101,8 +93,7 @@ LRESULT MainWindow::OnMessage(UINT message, WPARAM wparam, LPARAM lparam) {
 }
 
 LRESULT MainWindow::OnCreate() {
-    appearance_.white.Reset(CreateSolidBrush(RGB(255, 255, 255)));
-    appearance_.font = MakeUiFont();
+    appearance_ = MakeAppearance();
     controls_.Create(Handle(), instance_);
     FillAddressBox(controls_.Get(kAddressBox), services_.addresses.Ipv4Choices(),
                    AddressSelection::kAutomatic);
@@ -136,8 +127,7 @@ LRESULT MainWindow::OnPaint() {
 LRESULT MainWindow::OnDestroy() {
     tray_icon_.Remove();
     qr_code_.Reset();
-    appearance_.white.Reset();
-    appearance_.font.Reset();
+    appearance_ = {};
     PostQuitMessage(0);
     return 0;
 }

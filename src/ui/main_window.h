@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include "ui/appearance.h"
 #include "ui/desktop_services.h"
 #include "ui/drive_mapping.h"
 #include "ui/gdi.h"

@@ -9,42 +9,13 @@
 #include "ui/autostart.h"
 #include "ui/main_window.h"
 #include "ui/shell_actions.h"
+#include "ui/tray_menu.h"
 #include "ui/web_root_change.h"
 
 namespace harbinet {
 namespace {
 
 constexpr const wchar_t* kErrorCaption = L"Harbinet PRO";
-
-enum TrayCommandId : int {
-    kTrayOpen = 40001,
-    kTrayClose = 40002,
-    kTrayCopy = 40003,
-    kTrayExplorer = 40004,
-    kTrayBrowser = 40005,
-};
-
-struct TrayMenuItem {
-    int id;  // 0 is a separator
-    const wchar_t* text;
-    bool needs_server;
-};
-
-constexpr TrayMenuItem kTrayMenu[] = {
-    {kTrayCopy, L"Copy URL + PIN", true}, {kTrayBrowser, L"Open Browser (Auto Login)", true},
-    {kTrayExplorer, L"Explorer", false},  {0, nullptr, false},
-    {kTrayOpen, L"Open", false},          {kTrayClose, L"Close", false},
-};
-
-UniqueMenu MakeTrayMenu(bool server_runs) {
-    UniqueMenu menu(CreatePopupMenu());
-    for (const TrayMenuItem& item : kTrayMenu) {
-        const UINT kind = item.id == 0 ? MF_SEPARATOR : MF_STRING;
-        const UINT state = item.needs_server && !server_runs ? MF_GRAYED : MF_ENABLED;
-        AppendMenuW(menu.Get(), kind | state, static_cast<UINT_PTR>(item.id), item.text);
-    }
-    return menu;
-}
 
 std::wstring EditText(HWND edit) {
     wchar_t text[64] = {};
