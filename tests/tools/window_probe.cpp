@@ -97,6 +97,24 @@ bool Press(const Arguments& arguments) {
     return Send(GetDlgItem(MainWindow(), static_cast<int>(Number(arguments[0]))), BM_CLICK, 0, 0);
 }
 
+// Chooses an entry of a list as a user would, and prints it.
+bool Select(const Arguments& arguments) {
+    const auto id = static_cast<int>(Number(arguments[0]));
+    const auto index = static_cast<WPARAM>(Number(arguments[1]));
+    const HWND box = GetDlgItem(MainWindow(), id);
+    DWORD_PTR length = 0;
+    if (!Send(box, CB_GETLBTEXTLEN, index, 0, &length) || static_cast<LRESULT>(length) == CB_ERR) {
+        return false;
+    }
+    std::wstring text(length + 1, L'\0');
+    Send(box, CB_GETLBTEXT, index, reinterpret_cast<LPARAM>(text.data()));
+    text.resize(length);
+    Send(box, CB_SETCURSEL, index, 0);
+    std::cout << harbinet::WideToUtf8(text) << "\n";
+    return Send(MainWindow(), WM_COMMAND, MAKEWPARAM(id, CBN_SELCHANGE),
+                reinterpret_cast<LPARAM>(box));
+}
+
 bool Command(const Arguments& arguments) {
     return Send(MainWindow(), WM_COMMAND, static_cast<WPARAM>(Number(arguments[0])), 0);
 }
@@ -210,6 +228,7 @@ constexpr CommandRow kCommands[] = {
     {"text", 1, Text, "ID             a control's text"},
     {"set-text", 2, SetText, "ID TEXT        types over a control's text"},
     {"press", 1, Press, "ID             clicks a button and waits until it has acted"},
+    {"select", 2, Select, "ID INDEX     chooses an entry of a list, prints it"},
     {"command", 1, Command, "ID             sends a menu command and waits until it is done"},
     {"post", 3, Post, "MESSAGE W L    posts a message to the main window"},
     {"choose-root", 1, ChooseWebRoot, "FOLDER  picks another web root in the program's own dialog"},

@@ -1,0 +1,47 @@
+// Stands where the notification area stands and writes down what programs ask of it.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "app/guarded.h"
+
+namespace harbinet::test {
+
+// One call of Shell_NotifyIconW.
+struct TrayCall {
+    DWORD action = 0;  // NIM_ADD, NIM_MODIFY, NIM_DELETE
+    HWND owner = nullptr;
+    UINT id = 0;
+    UINT flags = 0;
+    UINT callback_message = 0;
+    std::wstring tip;
+};
+
+class TrayWatcher {
+public:
+    TrayWatcher();
+    ~TrayWatcher();
+    TrayWatcher(const TrayWatcher&) = delete;
+    TrayWatcher& operator=(const TrayWatcher&) = delete;
+
+    std::vector<TrayCall> Calls() const;
+    std::vector<TrayCall> Calls(DWORD action) const;
+    // The text the icon shows now: that of the last call that set one.
+    std::wstring Tip() const;
+    void Forget();
+
+private:
+    static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+    void Run(HANDLE ready);
+    void Record(const COPYDATASTRUCT& data);
+
+    Guarded<std::vector<TrayCall>> calls_;
+    HWND window_ = nullptr;
+    std::thread thread_;
+};
+
+}  // namespace harbinet::test
