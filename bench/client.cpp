@@ -11,6 +11,7 @@
 // and all the promised bytes came.
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/ssl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -55,6 +56,10 @@ public:
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         address.sin_port = htons(port);
         socket_ = socket(AF_INET, SOCK_STREAM, 0);
+        // As every browser does: otherwise the request waits for the server to acknowledge the
+        // handshake.
+        const int at_once = 1;
+        setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &at_once, sizeof(at_once));
         if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
             return;
         }
@@ -73,6 +78,12 @@ public:
     bool Write(std::string_view bytes) {
         const int count = SSL_write(ssl_.get(), bytes.data(), static_cast<int>(bytes.size()));
         return count == static_cast<int>(bytes.size());
+    }
+    // Wakes the reader for many bytes only: a wake-up for each record would make the client the
+    // bottleneck.
+    void ExpectMany() {
+        const int bytes = kBufferBytes / 2;
+        setsockopt(socket_, SOL_SOCKET, SO_RCVLOWAT, &bytes, sizeof(bytes));
     }
     void Flush() { (void)BIO_flush(SSL_get_wbio(ssl_.get())); }
     std::size_t Read(std::span<char> buffer) {
@@ -104,6 +115,7 @@ Outcome ReadReply(Connection& connection) {
     if (at == head.npos || at > end) return {};
     const std::uint64_t length = std::strtoull(&head[at + 16], nullptr, 10);
     std::uint64_t received = head.size() - end;
+    if (length > kBufferBytes) connection.ExpectMany();
     while (received < length) {
         const std::size_t count = connection.Read(buffer);
         if (count == 0) break;

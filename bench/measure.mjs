@@ -5,18 +5,10 @@ import { spawn } from "node:child_process";
 import fs from "node:fs";
 import path from "node:path";
 
+import { root } from "../tests/support/harbinet.mjs";
 import { kMeasures } from "./measures.mjs";
 import { printTable, writeResults } from "./report.mjs";
-import {
-  kRoot,
-  kStatusBody,
-  makeCertificate,
-  run,
-  startHarbinet,
-  startLoop,
-  startNginx,
-  wineCommand,
-} from "./servers.mjs";
+import { kStatusBody, makeCertificate, run, startLoop, startNginx, startProgram } from "./servers.mjs";
 
 const kMiB = 1024 * 1024;
 const kFull = {
@@ -69,12 +61,12 @@ function makeFiles(folder, size) {
 }
 
 function client(...args) {
-  return JSON.parse(run(path.join(kRoot, "build", "bench", "bench_client"), args.map(String)));
+  return JSON.parse(run(path.join(root, "build", "bench", "bench_client"), args.map(String)));
 }
 
 // A client that holds idle connections until it is told to end.
 async function holdIdle(port, count) {
-  const program = path.join(kRoot, "build", "bench", "bench_client");
+  const program = path.join(root, "build", "bench", "bench_client");
   const child = spawn(program, ["idle", port, count].map(String), {
     stdio: ["pipe", "pipe", "ignore"],
   });
@@ -92,16 +84,13 @@ async function measureAll(size, { only, asAdministrator }, folder, started) {
   fs.mkdirSync(files);
   console.log(`== files in ${folder}`);
   makeFiles(files, size);
-  const prefix = path.join(folder, "prefix");
-  run(path.join(kRoot, "scripts", "new-prefix"), [prefix]);
-  started.push({ stop: () => run(wineCommand, [prefix, "--kill"]) });
   const certificate = makeCertificate(folder);
 
   const keep = (server) => (started.push(server), server);
+  const harbinet = keep(await startProgram(folder, asAdministrator));
+  const loop = keep(await startLoop(folder, harbinet.prefix, certificate));
   const nginx = keep(await startNginx(folder, certificate));
-  const loop = keep(await startLoop(folder, prefix, certificate));
-  const harbinet = keep(await startHarbinet(folder, prefix, asAdministrator));
-  const context = { size, folder, prefix, nginx, loop, harbinet, client, holdIdle };
+  const context = { size, folder, nginx, loop, harbinet, client, holdIdle };
 
   const rows = [];
   const curves = [];
@@ -132,7 +121,7 @@ async function main(args) {
     const { rows, curves } = await measureAll(size, { only, asAdministrator }, folder, started);
     printTable(rows);
     const target = size === kFull && !only ? "bench/results" : "build/bench/results";
-    writeResults(path.join(kRoot, target), size, rows, curves);
+    writeResults(path.join(root, target), size, rows, curves);
     console.log(`== written to ${target}`);
   } finally {
     await cleanUp();

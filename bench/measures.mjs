@@ -2,7 +2,8 @@
 // met}; two give a curve for the plot as well. All numbers are medians over the rounds.
 import fs from "node:fs";
 
-import { run, windowsPath, windowsProgram, wineCommand } from "./servers.mjs";
+import { windowsPath } from "../tests/support/harbinet.mjs";
+import { run, windowsProgram, wineCommand } from "./servers.mjs";
 
 const kMiB = 1024 * 1024;
 const kManyClients = 16;
@@ -160,7 +161,7 @@ function requests(context) {
 }
 
 function listing(context) {
-  const { size, harbinet, client, folder, prefix } = context;
+  const { size, harbinet, client, folder } = context;
   const request = () => {
     const [target, headers] = harbinet.list(kListing);
     return checked(client("get", harbinet.port, target, 1, 1, ...headers)).seconds * 1000;
@@ -168,7 +169,7 @@ function listing(context) {
   // The first walk of a process pays for its start.
   const walk = () => {
     const args = [
-      prefix,
+      harbinet.prefix,
       windowsProgram("list_loop"),
       windowsPath(`${folder}/files/${kListing}`),
       "3",
@@ -238,14 +239,25 @@ function memoryRow(what, before, value, target) {
   };
 }
 
-async function idle(context) {
-  const { size, harbinet, holdIdle } = context;
-  const before = status(harbinet.pid, "VmRSS");
-  const held = await holdIdle(harbinet.port, size.idle);
-  const during = status(harbinet.pid, "VmRSS");
+// The resident memory before and while a client holds idle connections, in MiB.
+async function idleMemory(context, server) {
+  const { size, holdIdle } = context;
+  const before = status(server.pid, "VmRSS");
+  const held = await holdIdle(server.port, size.idle);
+  const during = status(server.pid, "VmRSS");
   await held.end();
   if (held.open !== size.idle) throw new Error(`only ${held.open} idle connections`);
-  return { rows: [memoryRow(`memory, ${size.idle} idle connections`, before, during, 150)] };
+  return [before, during];
+}
+
+async function idle(context) {
+  const [before, during] = await idleMemory(context, context.harbinet);
+  const [bareBefore, bareDuring] = await idleMemory(context, context.loop);
+  const what = `memory, ${context.size.idle} idle connections`;
+  const own = memoryRow(what, before, during, 150);
+  const bare = `bare loop +${(bareDuring - bareBefore).toFixed(0)} MiB`;
+  const ratio = (during - before) / (bareDuring - bareBefore);
+  return { rows: [own, information(what, own.value, bare, ratio)] };
 }
 
 function transferMemory(context) {

@@ -5,13 +5,13 @@ import fs from "node:fs";
 import https from "node:https";
 import net from "node:net";
 import path from "node:path";
-import { fileURLToPath } from "node:url";
+
+import { root, startHarbinet, windowsPath } from "../tests/support/harbinet.mjs";
 
 const kNginxPort = 18_444;
 const kLoopPort = 18_443;
 const kStartMilliseconds = 60_000;
 
-export const kRoot = path.resolve(path.dirname(fileURLToPath(import.meta.url)), "..");
 export const kStatusBody = '{"running":true,"port":8443}';
 
 const sleep = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
@@ -37,7 +37,6 @@ async function mustBeFree(port) {
   if (await connects(port)) throw new Error(`port ${port} is taken`);
 }
 
-export const windowsPath = (file) => `Z:${file.replaceAll("/", "\\")}`;
 
 const kQuiet = { stdio: "ignore" };
 
@@ -45,8 +44,8 @@ export function run(command, args, options) {
   return execFileSync(command, args, { encoding: "utf8", ...options });
 }
 
-export const wineCommand = path.join(kRoot, "scripts", "wine");
-export const windowsProgram = (name) => path.join(kRoot, "build", "release", `${name}.exe`);
+export const wineCommand = path.join(root, "scripts", "wine");
+export const windowsProgram = (name) => path.join(root, "build", "release", `${name}.exe`);
 
 export function makeCertificate(folder) {
   const files = {
@@ -114,6 +113,7 @@ export async function startLoop(folder, prefix, { certificate, key }) {
   return {
     name: "bare loop",
     port: kLoopPort,
+    pid: findProcess(prefix, "tls_loop"),
     file: (name) => [name, []],
     upload: ["upload.bin", []],
     status: ["status", []],
@@ -123,19 +123,19 @@ export async function startLoop(folder, prefix, { certificate, key }) {
 
 const kMasterPin = "246810";
 
-// The process of the program in that prefix.
-function findProgram(prefix) {
-  for (const pid of fs.readdirSync("/proc").filter((name) => /^\d+$/.test(name))) {
+// The process of that Windows program in the prefix.
+function findProcess(prefix, name) {
+  for (const pid of fs.readdirSync("/proc").filter((entry) => /^\d+$/.test(entry))) {
     try {
       const [program] = fs.readFileSync(`/proc/${pid}/cmdline`, "utf8").split("\0");
       const environment = fs.readFileSync(`/proc/${pid}/environ`, "utf8").split("\0");
-      const isOurs = environment.includes(`WINEPREFIX=${prefix}`);
-      if (isOurs && program.endsWith("Harbinet.exe")) return Number(pid);
+      const isInPrefix = environment.includes(`WINEPREFIX=${prefix}`);
+      if (isInPrefix && program.endsWith(`${name}.exe`)) return Number(pid);
     } catch {
       // A process of somebody else, or one that has just ended.
     }
   }
-  throw new Error("the program is not running");
+  throw new Error(`${name} is not running`);
 }
 
 // The cookie of a new session.
@@ -155,38 +155,30 @@ function logIn(port) {
 }
 
 // The program with a session. As administrator it listens on another port.
-export async function startHarbinet(folder, prefix, asAdministrator) {
-  const settings = { WebRootPath: windowsPath(`${folder}/files`), MasterPin6: kMasterPin };
-  for (const [name, value] of Object.entries(settings)) {
-    const key = "HKCU\\Software\\Harbinet PRO";
-    run(wineCommand, [prefix, "reg", "add", key, "/v", name, "/d", value, "/f"], kQuiet);
-  }
-  const port = asAdministrator ? 443 : 8443;
-  await mustBeFree(port);
-  const starter = asAdministrator ? [] : [windowsProgram("start_limited")];
-  const start = performance.now();
-  const child = spawn(
-    path.join(kRoot, "scripts", "with-display"),
-    [wineCommand, prefix, ...starter, windowsProgram("Harbinet")],
-    kQuiet,
-  );
-  const seconds = await untilListening(port, start);
-  const cookie = [`Cookie: ${await logIn(port)}`];
+export async function startProgram(folder, asAdministrator) {
+  let start;
+  const program = await startHarbinet({
+    webRoot: path.join(folder, "files"),
+    masterPin: kMasterPin,
+    admin: asAdministrator,
+    waitFor: "nothing",
+    prepare: () => {
+      start = performance.now();
+    },
+  });
+  const seconds = await untilListening(program.port, start);
+  const cookie = [`Cookie: ${await logIn(program.port)}`];
   return {
     name: "Harbinet PRO",
-    port,
+    port: program.port,
+    prefix: program.prefix,
     seconds,
-    pid: findProgram(prefix),
+    pid: findProcess(program.prefix, "Harbinet"),
     file: (name) => [`download?path=${name}`, cookie],
     upload: ["upload?path=", cookie],
     list: (name) => [`api/list?path=${name}`, cookie],
     zip: ["api/zip", cookie],
     status: ["api/status", []],
-    // Ending the prefix ends the program, and with it the display.
-    stop: () =>
-      new Promise((resolve) => {
-        child.once("exit", resolve);
-        run(wineCommand, [prefix, "--kill"]);
-      }),
+    stop: () => program.cleanUp(),
   };
 }
