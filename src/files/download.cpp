@@ -22,18 +22,20 @@ bool StreamFileDownload(Stream& stream, FileSystem& files, const std::wstring& f
     // The name goes out unescaped on purpose: browsers read the raw UTF-8 bytes.
     std::string disposition = "attachment; filename=\"";
     disposition.append(download_name) += '"';
-    if (!stream.WriteAll(
-            BuildHead(200, "OK", kBinaryType, *size, {{"Content-Disposition", disposition}}))) {
-        return false;
-    }
+    const std::string head =
+        BuildHead(200, "OK", kBinaryType, *size, {{"Content-Disposition", disposition}});
+    if (*size == 0) return stream.WriteAll(head);
+    if (!stream.WriteSoon(head)) return false;
 
     std::vector<char> chunk(kDownloadChunkBytes);
     for (std::uint64_t remaining = *size; remaining > 0;) {
         const auto wanted =
             static_cast<std::size_t>(std::min<std::uint64_t>(remaining, chunk.size()));
         const std::size_t count = file->Read({chunk.data(), wanted}).value_or(0);
-        if (count == 0 || !stream.WriteAll({chunk.data(), count})) return false;
+        if (count == 0) return false;
         remaining -= count;
+        const std::string_view bytes(chunk.data(), count);
+        if (!(remaining > 0 ? stream.WriteSoon(bytes) : stream.WriteAll(bytes))) return false;
     }
     return true;
 }

@@ -13,8 +13,9 @@ namespace {
 constexpr std::size_t kRecordBytes = 16 * 1024;
 // Above what any cipher suite adds to a record.
 constexpr std::size_t kRecordOverhead = 256;
-constexpr std::size_t kUnsentLimit =
-    kSendChunkBytes + kSendChunkBytes / kRecordBytes * kRecordOverhead;
+constexpr std::size_t WithOverhead(std::size_t payload) {
+    return payload + payload / kRecordBytes * kRecordOverhead;
+}
 // Sized for a body only: a connection that idles before its request stays small.
 constexpr std::size_t kBodyReceiveBytes = 256 * 1024;
 
@@ -60,7 +61,8 @@ struct TlsStream::Callbacks {
     }
 };
 
-TlsStream::TlsStream(SSL_CTX* context, Channel& channel) : channel_(channel) {
+TlsStream::TlsStream(SSL_CTX* context, Channel& channel)
+    : channel_(channel), unsent_limit_(WithOverhead(kSendChunkBytes)) {
     SslPtr ssl(context == nullptr ? nullptr : SSL_new(context));
     BIO* const bio = ssl ? BIO_new(Callbacks::Method()) : nullptr;
     if (bio == nullptr) return;
@@ -143,13 +145,13 @@ int TlsStream::ReadRaw(BIO* bio, char* buffer, std::size_t size) {
 }
 
 int TlsStream::WriteRaw(BIO* bio, const char* bytes, std::size_t size) {
-    if (unsent_.size() + size > kUnsentLimit) {
+    if (unsent_.size() + size > unsent_limit_) {
         const Channel::Status status = FlushOnce();
         if (status == Channel::Status::kTryAgain) BIO_set_retry_write(bio);
         if (status != Channel::Status::kDone) return -1;
     }
     // Replies of one record stay small; a transfer gets its whole buffer at once.
-    if (unsent_.size() + size > 2 * kRecordBytes) unsent_.reserve(kUnsentLimit);
+    if (unsent_.size() + size > 2 * kRecordBytes) unsent_.reserve(unsent_limit_);
     unsent_.append(bytes, size);
     return static_cast<int>(size);
 }
@@ -163,6 +165,8 @@ bool TlsStream::Flush() {
 }
 
 Channel::Status TlsStream::FlushOnce() {
+    const auto start = std::chrono::steady_clock::now();
+    const bool is_chunk = unsent_.size() >= kSendChunkBytes;
     std::string_view rest = unsent_;
     Channel::Result result{Channel::Status::kDone};
     while (!rest.empty() && result.status == Channel::Status::kDone) {
@@ -170,6 +174,10 @@ Channel::Status TlsStream::FlushOnce() {
         rest.remove_prefix(result.count);
     }
     unsent_.erase(0, unsent_.size() - rest.size());
+    if (is_chunk) {
+        const bool is_quick = std::chrono::steady_clock::now() - start < kQuickSend;
+        unsent_limit_ = WithOverhead(is_quick ? kQuickSendChunkBytes : kSendChunkBytes);
+    }
     return result.status;
 }
 

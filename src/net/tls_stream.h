@@ -5,6 +5,7 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <span>
@@ -19,8 +20,11 @@ namespace harbinet {
 
 // The largest range given to one SSL_write.
 inline constexpr std::size_t kMaxWriteBytes = 1'048'576;
-// Payload whose records leave in one system call.
+// Payload whose records leave in one system call, and as much for a client that takes it at once: a
+// slow one would need too long for that.
 inline constexpr std::size_t kSendChunkBytes = 256 * 1024;
+inline constexpr std::size_t kQuickSendChunkBytes = 512 * 1024;
+inline constexpr std::chrono::milliseconds kQuickSend{100};
 
 class TlsStream final : public Stream {
 public:
@@ -58,6 +62,7 @@ private:
 
     Channel& channel_;
     std::string unsent_;  // finished records
+    std::size_t unsent_limit_;
     // Received in the body phase and not yet taken by OpenSSL: a buffer made on first use.
     std::unique_ptr<char[]> receive_buffer_;
     std::span<const char> unread_;

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "net/channel.h"
 #include "net/tls_client.h"
@@ -67,6 +69,7 @@ public:
             --send_would_block;
             return {Status::kTryAgain};
         }
+        std::this_thread::sleep_for(send_takes);
         const std::string_view taken = bytes.substr(0, bytes_per_send);
         to_client.Write(taken);
         return {Status::kDone, taken.size()};
@@ -92,6 +95,7 @@ public:
     int receive_would_block = 0;
     int send_would_block = 0;
     std::size_t bytes_per_send = SIZE_MAX;
+    std::chrono::milliseconds send_takes{0};
     bool peer_is_gone = false;
     bool wait_succeeds = true;
     std::deque<Direction> waits;
