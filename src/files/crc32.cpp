@@ -53,8 +53,8 @@ std::uint32_t LookUp(std::uint32_t value, std::size_t after) {
 
 }  // namespace
 
-std::uint32_t Crc32(std::string_view bytes) {
-    std::uint32_t crc = 0xFFFFFFFFU;
+std::uint32_t Crc32(std::string_view bytes, std::uint32_t before) {
+    std::uint32_t crc = ~before;
     const char* next = bytes.data();
     std::size_t remaining = bytes.size();
     for (; remaining >= kSlices; remaining -= kSlices, next += kSlices) {

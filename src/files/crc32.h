@@ -6,7 +6,7 @@
 
 namespace harbinet {
 
-// Of all of `bytes`. Any thread.
-std::uint32_t Crc32(std::string_view bytes);
+// Of all of `bytes`, or of what came before them and gave `before` and of them. Any thread.
+std::uint32_t Crc32(std::string_view bytes, std::uint32_t before = 0);
 
 }  // namespace harbinet

@@ -1,12 +1,11 @@
 // A ZIP archive of whole files, stored without compression, names in UTF-8, no ZIP64. It is built
-// in memory in one buffer, into which each file is read directly: what a request costs is the
-// selection and its headers, once. Runs on the connection's own thread.
+// in memory in one buffer, whose size is known beforehand: what a request costs is the selection
+// and its headers, once. Runs on the connection's own thread.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,8 +45,7 @@ public:
     std::size_t Size() const { return size_; }
     std::string_view View() const { return {bytes_.get(), size_}; }
 
-    // The `count` bytes behind the end; they must fit.
-    std::span<char> Room(std::size_t count);
+    // They must fit.
     void Append(std::string_view bytes);
     void Resize(std::size_t size) { size_ = size; }
 

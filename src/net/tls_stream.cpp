@@ -103,6 +103,9 @@ bool TlsStream::WriteSoon(std::string_view bytes) {
 
 void TlsStream::BeginBody() {
     in_body_ = true;
+    // The receive buffer reads ahead from here on; if OpenSSL did too, it would move each record
+    // once more.
+    SSL_set_read_ahead(ssl_.get(), 0);
     channel_.BeginBody();
 }
 

@@ -16,6 +16,13 @@ TEST(Crc32Test, KnownTextsHaveTheirKnownValues) {
     EXPECT_EQ(Crc32(std::string(32, '\xFF')), 0xFF6CAB0BU);
 }
 
+TEST(Crc32Test, ContinuesWhatCameBefore) {
+    constexpr std::string_view kText = "The quick brown fox jumps over the lazy dog";
+    for (std::size_t cut = 0; cut <= kText.size(); ++cut) {
+        EXPECT_EQ(Crc32(kText.substr(cut), Crc32(kText.substr(0, cut))), 0x414FA339U) << cut;
+    }
+}
+
 // Bit by bit, straight from the polynomial's definition.
 std::uint32_t SlowCrc32(std::string_view bytes) {
     std::uint32_t crc = 0xFFFFFFFFU;
