@@ -11,6 +11,12 @@ cmake_minimum_required(VERSION 3.25)
 
 get_filename_component(page_dir ${PAGE} DIRECTORY)
 
+# Git may have given the sources the line ends of this machine; the patterns below know one kind.
+macro(read_text file variable)
+  file(READ ${file} ${variable})
+  string(REPLACE "\r" "" ${variable} "${${variable}}")
+endmacro()
+
 # Appends the script `name` to module_text in the caller, after the scripts that it imports. Each script comes once:
 # all share one module scope, where imports and exports have no place.
 function(append_module name)
@@ -18,7 +24,7 @@ function(append_module name)
     return()
   endif()
   list(APPEND modules_seen ${name})
-  file(READ ${page_dir}/${name} text)
+  read_text(${page_dir}/${name} text)
   set(text "\n${text}")
   string(REGEX MATCHALL "from \"\\./[a-z_]+\\.js\"" imports "${text}")
   foreach(import IN LISTS imports)
@@ -32,12 +38,12 @@ function(append_module name)
   set(module_text "${module_text}" PARENT_SCOPE)
 endfunction()
 
-file(READ ${PAGE} document)
+read_text(${PAGE} document)
 
 string(REGEX MATCHALL "<!-- include [a-z_.]+ -->" includes "${document}")
 foreach(line IN LISTS includes)
   string(REGEX REPLACE "<!-- include ([a-z_.]+) -->" "\\1" name "${line}")
-  file(READ ${page_dir}/${name} text)
+  read_text(${page_dir}/${name} text)
   string(STRIP "${text}" text)
   string(REPLACE "${line}" "${text}" document "${document}")
 endforeach()
@@ -46,7 +52,7 @@ string(REGEX MATCHALL "<link rel=\"stylesheet\" href=\"[a-z_.]+\" />" links "${d
 set(styles "")
 foreach(line IN LISTS links)
   string(REGEX REPLACE ".*href=\"([a-z_.]+)\".*" "\\1" name "${line}")
-  file(READ ${page_dir}/${name} text)
+  read_text(${page_dir}/${name} text)
   string(APPEND styles "\n${text}")
   string(REPLACE "    ${line}\n" "" document "${document}")
 endforeach()

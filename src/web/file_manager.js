@@ -4,8 +4,13 @@ import { callApi, openLoginPage, postJson } from "./api.js";
 import { downloadAll, downloadOne, downloadZip } from "./download.js";
 import { installDropZone } from "./drop_zone.js";
 import { clearPickedFiles, installFilePicker, pickedFiles } from "./file_label.js";
-import { focusAgain, focusMark } from "./focus_mark.js";
-import { copyTemplate, fillCheckBox, fillRow, installRowActions } from "./listing_row.js";
+import {
+  copyTemplate,
+  createListing,
+  fillCheckBox,
+  fillRow,
+  installRowActions,
+} from "./listing.js";
 import { isSuccess, parseJson } from "./request.js";
 import { shareItem } from "./share.js";
 import { sizeText } from "./size_text.js";
@@ -40,28 +45,32 @@ function selectedNames() {
     .map((box) => box.dataset.name);
 }
 
-function fileRow(item, isChecked) {
+function fileRow(item) {
   const row = fillRow(copyTemplate("fileRow"), item.name);
-  fillCheckBox(row, item.name, isChecked);
+  fillCheckBox(row, item.name);
   row.querySelector(".sizeCell").textContent = sizeText(item.size);
   return row;
 }
 
-function rowOf(item, checkedNames) {
-  if (item.type === "dir") {
-    return fillRow(copyTemplate("folderRow"), item.name);
+function rowOf(item) {
+  switch (item.type) {
+    case "up":
+      return copyTemplate("upRow");
+    case "dir":
+      return fillRow(copyTemplate("folderRow"), item.name);
+    default:
+      return fileRow(item);
   }
-  return fileRow(item, checkedNames.has(item.name));
 }
+
+const showRows = createListing(rows, rowOf);
 
 function showItems() {
   const checkedNames = new Set(selectedNames());
-  const mark = focusMark(document.activeElement);
-  const upRows = shownPath === "" ? [] : [copyTemplate("upRow")];
-  rows.replaceChildren(...upRows, ...currentItems.map((item) => rowOf(item, checkedNames)));
+  const upItems = shownPath === "" ? [] : [{ type: "up" }];
+  showRows([...upItems, ...currentItems], (name) => checkedNames.has(name));
   const boxes = fileBoxes();
   selectAll.checked = boxes.length > 0 && boxes.every((box) => box.checked);
-  focusAgain(mark);
 }
 
 async function refresh() {

@@ -3,9 +3,14 @@
 
 import { installDropZone } from "./drop_zone.js";
 import { clearPickedFiles, installFilePicker, pickedFiles } from "./file_label.js";
-import { focusAgain, focusMark } from "./focus_mark.js";
 import { addDownloadFrame } from "./hidden_frame.js";
-import { copyTemplate, fillCheckBox, fillRow, installRowActions } from "./listing_row.js";
+import {
+  copyTemplate,
+  createListing,
+  fillCheckBox,
+  fillRow,
+  installRowActions,
+} from "./listing.js";
 import { isSuccess, jsonPost, parseJson } from "./request.js";
 import { sizeText } from "./size_text.js";
 import {
@@ -58,10 +63,12 @@ function showSelection() {
 
 function rowOf(item) {
   const row = fillRow(copyTemplate("fileRow"), item.name);
-  fillCheckBox(row, item.name, selection.has(item.name));
+  fillCheckBox(row, item.name);
   row.querySelector(".sizeCell").textContent = sizeText(item.size ?? 0);
   return row;
 }
+
+const showRows = createListing(rows, rowOf);
 
 function showItems(items) {
   const names = new Set(items.map((item) => item.name));
@@ -70,9 +77,7 @@ function showItems(items) {
       selection.delete(name);
     }
   }
-  const mark = focusMark(document.activeElement);
-  rows.replaceChildren(...items.map(rowOf));
-  focusAgain(mark);
+  showRows(items, (name) => selection.has(name));
   showSelection();
 }
 

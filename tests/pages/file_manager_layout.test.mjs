@@ -246,6 +246,13 @@ pageTest("the transfer dialog is hidden at load, with its first texts", VIEW, as
   assert.deepEqual([max, value], [100, 0]);
 });
 
+pageTest("progress and messages are announced to screen readers", VIEW, async ({ page }) => {
+  await openFileManager(page);
+  assert.equal(await page.locator("#xferText").getAttribute("role"), "status");
+  const dialog = page.locator("#xferModal");
+  assert.equal(await dialog.getAttribute("aria-labelledby"), "xferTitle");
+});
+
 pageTest("the transfer dialog has its measures", VIEW, async ({ page }) => {
   await openFileManager(page);
   await rowOf(page, "a.txt").getByRole("checkbox").check();

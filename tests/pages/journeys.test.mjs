@@ -1,5 +1,7 @@
 import assert from "node:assert/strict";
 import fs from "node:fs";
+import os from "node:os";
+import path from "node:path";
 import { pick, select, upload } from "./transfer_probe.mjs";
 import {
   changeWebRoot,
@@ -196,6 +198,39 @@ pageTest("twenty files are dropped at once", { ...SLOW, files: {} }, async ({ pa
   for (const { name, buffer } of TWENTY) {
     assert.ok(fs.readFileSync(rootPath(name)).equals(buffer), name);
   }
+});
+
+// The browser's own drag and drop of files from the disk, as from a file manager's window.
+async function dragFromDisk(page, files, target) {
+  const session = await page.context().newCDPSession(page);
+  const place = await page.locator(target).boundingBox();
+  for (const type of ["dragEnter", "dragOver", "drop"]) {
+    await session.send("Input.dispatchDragEvent", {
+      type,
+      x: place.x + place.width / 2,
+      y: place.y + place.height / 2,
+      data: { items: [], files, dragOperationsMask: 1 },
+    });
+  }
+}
+
+pageTest("files dragged from the disk are uploaded", SLOW, async ({ page }) => {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), "harbinet-drag-"));
+  const files = ["dragged 1.txt", "it's dragged.txt"].map((name) => path.join(folder, name));
+  for (const file of files) {
+    fs.writeFileSync(file, path.basename(file));
+  }
+  await openFileManager(page);
+  await dragFromDisk(page, files, "#dropzone");
+  await waitForRows(page, ["dragged 1.txt", "it's dragged.txt"]);
+  assert.equal(fs.readFileSync(rootPath("it's dragged.txt"), "utf8"), "it's dragged.txt");
+  await dialogHidden(page);
+
+  await dragFromDisk(page, [files[0]], "table");
+  await page.evaluate(() => fetch("/api/status"));
+  assert.equal(page.url(), `${world.program.origin}/`);
+  assert.equal(await page.locator("#xferModal").isVisible(), false);
+  fs.rmSync(folder, { recursive: true });
 });
 
 pageTest("the auto-login link opens the file manager", { session: false }, async ({ page }) => {
