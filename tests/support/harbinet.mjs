@@ -151,6 +151,23 @@ class Probe {
   }
 }
 
+// Wine's own services keep the standard handles of the first program in the prefix. That is the
+// probe, so that a service which stumbles is not taken for the program. Once in a while the process
+// behind Wine's desktop hangs at its start; then everything in the prefix is started again.
+async function startProbe(prefix) {
+  for (let attempt = 1; ; attempt += 1) {
+    const probe = new Probe(prefix);
+    try {
+      await probe.ask("check-desktop");
+      return probe;
+    } catch (error) {
+      await run(path.join(scripts, "wine"), [prefix, "--kill"]);
+      await run(path.join(scripts, "wine"), [prefix, "--wait"]);
+      if (attempt === 3) throw error;
+    }
+  }
+}
+
 export class Harbinet {
   /** What startHarbinet fills in. */
   constructor(prefix, admin) {
@@ -335,6 +352,8 @@ export async function startHarbinet({
     if (Object.keys(settings).length > 0) writeRegistry(prefix, SETTINGS_KEY, settings);
     await prepare?.(harbinet);
 
+    harbinet.probe = await startProbe(prefix);
+
     // Files, not pipes: programs keep the standard handles of their starter for as long as they live.
     const output = openSync(`${prefix}.log`, "w");
     const launcher = admin ? [] : [path.join(release, "start_limited.exe")];
@@ -345,7 +364,6 @@ export async function startHarbinet({
     );
     closeSync(output);
     harbinet.ended = once(program, "exit").then(([code]) => code);
-    harbinet.probe = new Probe(prefix);
     if (waitFor !== "nothing") await harbinet.probe.ask("wait-window", START_SECONDS);
     if (waitFor === "server") await harbinet.waitForServer();
     return harbinet;

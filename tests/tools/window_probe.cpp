@@ -68,6 +68,14 @@ bool WaitUntil(DWORD milliseconds, Condition condition) {
     return true;
 }
 
+// Wine starts its desktop when the first program asks for it, and its process may hang.
+bool CheckDesktop(const Arguments&) {
+    const HWND desktop = GetDesktopWindow();
+    DWORD owner = 0;
+    GetWindowThreadProcessId(desktop, &owner);
+    return owner != 0 && Send(desktop, WM_NULL, 0, 0);
+}
+
 bool WaitForWindow(const Arguments& arguments) {
     return WaitUntil(static_cast<DWORD>(Number(arguments[0])) * 1000,
                      [] { return MainWindow() != nullptr; });
@@ -222,6 +230,7 @@ struct CommandRow {
 };
 
 constexpr CommandRow kCommands[] = {
+    {"check-desktop", 0, CheckDesktop, "      whether the desktop answers"},
     {"wait-window", 1, WaitForWindow, "SECONDS        until the main window exists"},
     {"wait-url", 1, WaitForUrl, "SECONDS        until it shows the server's address"},
     {"title", 0, Title, "               the main window's title"},
