@@ -1,16 +1,15 @@
-// run.mjs [FILE...] : starts the program, runs the wire tests (all, or the files named) one file after the other, and
-// ends with a line "N passed, N failed". Needs DISPLAY; see scripts/with-display.
+// run.mjs FOLDER [FILE...] : starts the program, runs the folder's tests (all, or the files named) one file after the
+// other, and ends with a line "N passed, N failed". Needs DISPLAY; see scripts/with-display.
 import { spawn } from "node:child_process";
 import { once } from "node:events";
 import fs from "node:fs";
 import net from "node:net";
 import os from "node:os";
 import path from "node:path";
-import { fileURLToPath } from "node:url";
 
 import { hostPath, startHarbinet } from "../support/harbinet.mjs";
 
-const here = fileURLToPath(new URL(".", import.meta.url));
+const folder = path.resolve(process.argv[2]);
 const place = fs.mkdtempSync(path.join(os.tmpdir(), "wire-"));
 const kMasterPin = "739164";
 const kFakeTime = "/usr/lib/x86_64-linux-gnu/faketime/libfaketimeMT.so.1";
@@ -78,7 +77,7 @@ async function factsOf(harbinet) {
 }
 
 async function runFile(file, facts) {
-  const child = spawn(process.execPath, ["--test", "--test-reporter=tap", path.join(here, file)], {
+  const child = spawn(process.execPath, ["--test", "--test-reporter=tap", path.join(folder, file)], {
     env: { ...process.env, TZ: "UTC", HARBINET_WIRE: JSON.stringify(facts) },
     stdio: ["ignore", "pipe", "inherit"],
   });
@@ -95,6 +94,19 @@ async function runFile(file, facts) {
   return { passed, failed };
 }
 
+function add(total, { passed, failed }) {
+  total.passed += passed;
+  total.failed += failed;
+}
+
+async function runTimed(file, facts) {
+  const start = Date.now();
+  const result = await runFile(file, facts);
+  const seconds = ((Date.now() - start) / 1000).toFixed(1);
+  console.log(`== ${file}: ${result.passed} passed, ${result.failed} failed (${seconds} s)`);
+  return result;
+}
+
 // Runs `files` against one program. A program that does not end well counts as a failure.
 async function runAgainst(files, clockFile) {
   const total = { passed: 0, failed: 0 };
@@ -107,14 +119,7 @@ async function runAgainst(files, clockFile) {
   const control = await serveControl(harbinet, controlSocket);
   try {
     const facts = { ...(await factsOf(harbinet)), controlSocket, clockFile };
-    for (const file of files) {
-      const start = Date.now();
-      const { passed, failed } = await runFile(file, facts);
-      total.passed += passed;
-      total.failed += failed;
-      const seconds = ((Date.now() - start) / 1000).toFixed(1);
-      console.log(`== ${file}: ${passed} passed, ${failed} failed (${seconds} s)`);
-    }
+    for (const file of files) add(total, await runTimed(file, facts));
   } finally {
     control.close();
     await harbinet.stop().catch((error) => {
@@ -125,21 +130,22 @@ async function runAgainst(files, clockFile) {
   return total;
 }
 
-const all = fs.readdirSync(here).filter((name) => name.endsWith(".test.mjs"));
-const chosen =
-  process.argv.length > 2 ? process.argv.slice(2).map((name) => path.basename(name)) : all;
+const all = fs.readdirSync(folder).filter((name) => name.endsWith(".test.mjs"));
+const named = process.argv.slice(3).map((name) => path.basename(name));
+const chosen = named.length > 0 ? named : all;
 const kTimed = "time.test.mjs";
+// Starts programs of its own, because it kills them.
+const kOwn = "kill.test.mjs";
 const groups = [
-  [chosen.filter((name) => name !== kTimed).sort(), undefined],
+  [chosen.filter((name) => ![kTimed, kOwn].includes(name)).sort(), undefined],
   [chosen.filter((name) => name === kTimed), path.join(place, "clock")],
 ];
 
 const sum = { passed: 0, failed: 0 };
 for (const [files, clockFile] of groups.filter(([list]) => list.length > 0)) {
-  const { passed, failed } = await runAgainst(files, clockFile);
-  sum.passed += passed;
-  sum.failed += failed;
+  add(sum, await runAgainst(files, clockFile));
 }
+if (chosen.includes(kOwn)) add(sum, await runTimed(kOwn, { port: 8443, masterPin: kMasterPin }));
 fs.rmSync(place, { recursive: true });
 console.log(`${sum.passed} passed, ${sum.failed} failed`);
 process.exitCode = sum.failed === 0 ? 0 : 1;
