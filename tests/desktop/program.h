@@ -20,6 +20,9 @@ const std::wstring& ProgramPath();
 // True when this process, and so the program it starts, has administrator rights.
 bool IsElevated();
 
+// Where the server then listens.
+inline int ExpectedPort() { return IsElevated() ? 443 : 8443; }
+
 // Looks again and again until `condition` holds; false when it does not within the time.
 bool WaitUntil(const std::function<bool()>& condition, int milliseconds = 15'000);
 

@@ -15,8 +15,6 @@
 namespace harbinet::test {
 namespace {
 
-int ExpectedPort() { return IsElevated() ? 443 : 8443; }
-
 std::vector<std::wstring> StartMessages(Program& program) {
     program.WaitUntilListening();
     program.WaitForLog(L"SERVER  listening (HTTPS) on port " + std::to_wstring(ExpectedPort()));
