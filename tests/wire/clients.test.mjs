@@ -9,7 +9,7 @@ import path from "node:path";
 import { after, describe, test } from "node:test";
 import { promisify } from "node:util";
 
-import { encode, freshFolder, login, program } from "./support.mjs";
+import { assertLogged, delay, encode, freshFolder, login, program, settledMessages } from "./support.mjs";
 
 const cookie = await login();
 const folder = freshFolder("clients");
@@ -37,6 +37,12 @@ describe("curl", () => {
     for (const host of ["[::1]", "localhost"]) {
       assert.match(await curl(`https://${host}:${program.port}/api/status`), /"running":true/);
     }
+  });
+  test("that does not know the certificate ends the handshake, and the log says so", async () => {
+    const refused = run("curl", ["--silent", `${origin}/api/status`]);
+    await assert.rejects(refused, { code: 60 });
+    await assertLogged(/^TLS: error:[0-9A-F]+:.*alert unknown ca/);
+    await assertLogged("TLS     handshake failed");
   });
   test("logs in and keeps the cookie in a jar", async () => {
     const data = JSON.stringify({ code: program.pin });
@@ -203,6 +209,16 @@ describe("Chromium", async () => {
       assert.equal(status, 200);
     }),
   );
+  test("leaves no line in the log when it warns of the certificate", { skip }, async () => {
+    const failures = async () =>
+      (await settledMessages()).filter((text) => text === "TLS     handshake failed").length;
+    const before = await failures();
+    const page = await browser.newPage();
+    await assert.rejects(page.goto(`${origin}/`), /ERR_CERT/);
+    await page.close();
+    await delay(300);
+    assert.equal(await failures(), before);
+  });
   test("downloads a file under its own name", { skip }, () =>
     inPage(async (page) => {
       const coming = page.waitForEvent("download");

@@ -187,6 +187,42 @@ describe("bytes that do not belong there", () => {
   }
 });
 
+describe("names that are no UTF-8", () => {
+  const names = [
+    ["bytes that never occur", [0xff, 0xfe]],
+    ["a cut sequence", [0xe2, 0x82]],
+    ["an overlong slash", [0xc0, 0xaf]],
+    ["a high surrogate", [0xed, 0xa0, 0x80]],
+    ["a low surrogate", [0xed, 0xb0, 0x80]],
+    ["a code point that is too high", [0xf4, 0x90, 0x80, 0x80]],
+  ];
+  names.forEach(([name, bytes], index) => {
+    const text = (before, after) => Buffer.concat([before, bytes, after].map((x) => Buffer.from(x)));
+    test(`an upload named by ${name} is stored with replacement characters`, async () => {
+      const { relative, names: stored } = freshFolder(`hostile/utf8-${index}`);
+      const head = text('a; filename="', '.txt"');
+      assertOk(await upload(`/upload?path=${relative}`, [{ head, data: "x" }], { cookie }));
+      assert.match(stored().join("/"), /^\ufffd+\.txt$/);
+      const listing = await get(`/api/list?path=${relative}`, { cookie });
+      assert.match(JSON.parse(listing.body).items[0].name, /^\ufffd+\.txt$/);
+    });
+    test(`${name} in JSON is a name of nothing`, async () => {
+      const one = text('{"path":"hostile","name":"', '"}');
+      const many = text('{"path":"hostile","names":["', '"]}');
+      assertJsonError(await post("/api/delete", one, { cookie }), 400, "Failed to delete");
+      assertOk(await post("/api/delete_many", many, { cookie }), '{"ok":true,"deleted":0,"failed":1}');
+      assertJsonError(await post("/api/zip", many, { cookie }), 400, "No readable files to zip.");
+    });
+  });
+  test("a NUL ends the name of an upload or refuses it", async () => {
+    const { relative, names: stored } = freshFolder("hostile/zero");
+    const parts = [{ filename: "a\0../../b.txt", data: "x" }];
+    const reply = await upload(`/upload?path=${relative}`, parts, { cookie });
+    if (reply.status === 200) assert.deepEqual(stored(), ["a"]);
+    else assertJsonError(reply, 400, "Failed to write file");
+  });
+});
+
 describe("lengths", () => {
   const lengths = [
     ["empty", ""],

@@ -68,9 +68,10 @@ describe("at once", () => {
     folder.write("victim.bin", Buffer.alloc(8_000_000));
     const reply = get("/download?path=load/victim.bin", { cookie });
     const removal = postJson("/api/delete", { path: "load", name: "victim.bin" }, { cookie });
-    const { status, body } = await reply;
-    assert.ok([200, 404].includes(status));
-    if (status === 200) assert.equal(body.length, 8_000_000);
+    const answer = await reply;
+    // Deleted before it was opened, it is not found or, at the last moment, not sent.
+    if (answer.status === 200) assert.equal(answer.body.length, 8_000_000);
+    else assert.ok(answer.silent || answer.status === 404, answer.statusLine);
     assertOk(await removal);
   });
 

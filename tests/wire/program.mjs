@@ -52,6 +52,9 @@ export const program = {
   // Clicks a button of the main window and waits until it has acted.
   press: (id) => ask("press", String(id)),
 
+  // Types over a control's text.
+  setText: (id, text) => ask("set-text", String(id), text),
+
   // Opens a file so that nobody else can; the result lets go of it again.
   async lockFile(windowsPath) {
     await ask("lock", windowsPath);

@@ -28,6 +28,7 @@ const cookie = await login();
 const folder = freshFolder("restart");
 const kServerButton = 1001;
 const kDefaultRootButton = 1014;
+const kMasterPinField = 1111;
 const listening = `SERVER  listening (HTTPS) on port ${program.port}`;
 
 const refused = async () => {
@@ -123,6 +124,21 @@ describe("while the server is stopped and started", () => {
     }
     await assertServed();
   });
+});
+
+test("a Master PIN typed into the window counts at once, the one before no more", async () => {
+  const other = ["904517", "904518"].find((text) => text !== program.pin);
+  const from = "127.0.0.91";
+  await program.setText(kMasterPinField, other);
+  try {
+    await assertLogged("AUTH    Master PIN updated (registry)");
+    assert.equal((await postLogin(other, { from })).status, 200);
+    assert.equal((await postLogin(program.masterPin, { from })).status, 401);
+    assert.equal((await get("/api/list?path=restart", { cookie })).status, 200);
+  } finally {
+    await program.setText(kMasterPinField, program.masterPin);
+  }
+  assert.equal((await postLogin(program.masterPin, { from })).status, 200);
 });
 
 test("setting the web root clears every link and keeps the sessions", async () => {

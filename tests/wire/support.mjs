@@ -32,7 +32,10 @@ export function openTls({ from, to = "127.0.0.1", ...options } = {}) {
       ...options,
     });
     socket.setNoDelay(true);
+    const timer = setTimeout(() => socket.destroy(new Error("no handshake within 20 s")), 20_000);
+    socket.once("close", () => clearTimeout(timer));
     socket.once("secureConnect", () => {
+      clearTimeout(timer);
       socket.off("error", reject);
       socket.on("error", () => {});
       resolve(socket);
@@ -130,7 +133,8 @@ export function headerValue(reply, name) {
   return line === undefined ? undefined : line.slice(name.length + 2);
 }
 
-// A form's body. A part is {name, filename, data} or {head, data} with its header block as it stands.
+// A form's body. A part is {name, filename, data} or {head, data} with its header block, text or bytes, as it
+// stands.
 export function multipart(
   boundary,
   parts,
@@ -141,7 +145,8 @@ export function multipart(
     const file = part.filename === undefined ? "" : `; filename="${part.filename}"`;
     const head =
       part.head ?? `Content-Disposition: form-data; name="${part.name ?? "file"}"${file}`;
-    chunks.push(Buffer.from(`--${boundary}\r\n${head}\r\n\r\n`), Buffer.from(part.data ?? ""));
+    chunks.push(Buffer.from(`--${boundary}\r\n`), Buffer.from(head), Buffer.from("\r\n\r\n"));
+    chunks.push(Buffer.from(part.data ?? ""));
     chunks.push(Buffer.from("\r\n"));
   }
   chunks.push(Buffer.from(closing));

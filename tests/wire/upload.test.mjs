@@ -280,6 +280,18 @@ describe("file names", () => {
     const body = "--XyZboundary\r\n\r\ndata\r\n--XyZboundary--\r\n";
     assertJsonError(await send([], { body }), 400, "Upload aborted");
   });
+  test("a name of 255 characters is stored or refused, and never shortened", async () => {
+    const name = `${"q".repeat(251)}.txt`;
+    const before = folder.names();
+    const reply = await send([file(name, "long")]);
+    if (reply.status === 200) {
+      assertOk(reply);
+      assert.equal(`${folder.read(name)}`, "long");
+    } else {
+      assertJsonError(reply, 400, "Failed to write file");
+      assert.deepEqual(folder.names(), before);
+    }
+  });
   test("a name that cannot be created fails and is not logged", async () => {
     folder.makeFolder("is a folder");
     const reply = await send([file("before", "b"), file("is a folder"), file("after")]);
