@@ -189,21 +189,6 @@ bool Close(const Arguments& arguments) {
     return true;
 }
 
-// The process that owns the main window, for queries.
-harbinet::UniqueKernelHandle OpenProgram(DWORD access) {
-    DWORD process_id = 0;
-    GetWindowThreadProcessId(MainWindow(), &process_id);
-    return harbinet::UniqueKernelHandle(OpenProcess(access, FALSE, process_id));
-}
-
-bool Handles(const Arguments&) {
-    const auto process = OpenProgram(PROCESS_QUERY_INFORMATION);
-    DWORD count = 0;
-    if (!process || !GetProcessHandleCount(process.Get(), &count)) return false;
-    std::cout << count << "\n";
-    return true;
-}
-
 // Kept between commands in serve mode; opening another file lets go of the one before.
 harbinet::UniqueFile& LockedFile() {
     static harbinet::UniqueFile file;
@@ -242,7 +227,6 @@ constexpr CommandRow kCommands[] = {
     {"post", 3, Post, "MESSAGE W L    posts a message to the main window"},
     {"choose-root", 1, ChooseWebRoot, "FOLDER  picks another web root in the program's own dialog"},
     {"log", 0, Log, "               the event log, oldest line first"},
-    {"handles", 0, Handles, "               how many handles the program has open"},
     {"lock", 1, Lock, "PATH           keeps a file open that nobody else may open"},
     {"unlock", 0, Unlock, "               lets go of it"},
     {"close", 1, Close, "SECONDS        closes the program, prints its exit code"},
