@@ -203,6 +203,7 @@ StatusSnapshot MainWindow::ReadStatus() const {
 }
 
 void MainWindow::AddTrayIcon() {
+    if (tray_icon_.IsAdded()) return;
     tray_icon_.Add(Handle(), instance_);
     UpdateTrayTip();
 }

@@ -8,6 +8,7 @@
 
 #include "program.h"
 #include "tray_watcher.h"
+#include "ui/tray_icon.h"
 
 namespace harbinet::test {
 namespace {
@@ -210,6 +211,24 @@ TEST_F(TrayTest, AClipboardThatIsInUseIsLeftAlone) {
     program_->Command(1010);
     CloseClipboard();
     EXPECT_EQ(ClipboardText(), L"before");
+}
+
+TEST(TrayIconTest, ALongTooltipIsCutTo127Characters) {
+    TrayWatcher tray;
+    const HWND owner = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr,
+                                       nullptr, nullptr);
+    TrayIcon icon;
+    icon.SetTip(L"too early");
+    EXPECT_TRUE(tray.Calls().empty());
+    icon.Add(owner, GetModuleHandleW(nullptr));
+    icon.SetTip(std::wstring(100, L'a') + std::wstring(100, L'b'));
+    EXPECT_EQ(tray.Tip(), std::wstring(100, L'a') + std::wstring(27, L'b'));
+    icon.SetTip(std::wstring(127, L'c'));
+    EXPECT_EQ(tray.Tip(), std::wstring(127, L'c'));
+    icon.Remove();
+    icon.Remove();
+    EXPECT_EQ(tray.Calls(NIM_DELETE).size(), 1U);
+    DestroyWindow(owner);
 }
 
 // The class of https links while a test runs: a program of the system that ends at once, or none.
