@@ -1,10 +1,10 @@
 import assert from "node:assert/strict";
 import fs from "node:fs";
 import {
-  addToRoot,
-  eventually,
+  nextListing,
   openFileManager,
   pageTest,
+  requestsTo,
   rootNames,
   rootPath,
   rowNames,
@@ -19,26 +19,6 @@ useWorld();
 const FILES = { "a.txt": "alpha", "b.txt": "b".repeat(1536), "Photos/c.txt": "c" };
 const VIEW = { files: FILES };
 const REFUSED = { ...VIEW, problems: /Failed to load resource/ };
-
-function requestsTo(page, part) {
-  const requests = [];
-  page.on("request", (request) => {
-    if (request.url().includes(part)) {
-      requests.push(request);
-    }
-  });
-  return requests;
-}
-
-function checkBox(page, name) {
-  return rowOf(page, name).getByRole("checkbox");
-}
-
-async function nextListing(page) {
-  const listed = page.waitForResponse((response) => response.url().includes("/api/list"));
-  await page.clock.runFor(5000);
-  await (await listed).finished();
-}
 
 async function answerList(page, items) {
   await page.route("**/api/list**", (route) => route.fulfill({ json: { ok: true, items } }));
@@ -183,163 +163,6 @@ pageTest("select-all gives its own state to every file", VIEW, async ({ page }) 
   assert.equal(await page.locator(".itemSel:checked").count(), 2);
   await page.locator("#selAll").uncheck();
   assert.equal(await page.locator(".itemSel:checked").count(), 0);
-});
-
-pageTest(
-  "the listing is refreshed every five seconds",
-  { ...VIEW, clock: true },
-  async ({ page }) => {
-    await openFileManager(page);
-    const requests = requestsTo(page, "/api/list");
-    addToRoot({ "new.txt": "new" });
-    await page.clock.runFor(4900);
-    assert.equal(requests.length, 0);
-    await page.clock.runFor(100);
-    await waitForRows(page, ["a.txt", "b.txt", "new.txt", "Photos"]);
-    assert.equal(requests.length, 1);
-    await nextListing(page);
-    assert.equal(requests.length, 2);
-  },
-);
-
-pageTest(
-  "a hidden page is not refreshed",
-  {
-    ...VIEW,
-    clock: true,
-    init: () => {
-      Object.defineProperty(document, "visibilityState", {
-        get: () => globalThis.visibility ?? "visible",
-      });
-    },
-  },
-  async ({ page }) => {
-    await openFileManager(page);
-    const requests = requestsTo(page, "/api/list");
-    await page.evaluate(() => {
-      globalThis.visibility = "hidden";
-    });
-    await page.clock.runFor(15000);
-    assert.equal(requests.length, 0);
-    await page.evaluate(() => {
-      globalThis.visibility = "visible";
-    });
-    await nextListing(page);
-    assert.equal(requests.length, 1);
-  },
-);
-
-pageTest(
-  "checked files stay checked across a refresh",
-  { ...VIEW, clock: true },
-  async ({ page }) => {
-    await openFileManager(page);
-    await checkBox(page, "b.txt").check();
-    addToRoot({ "new.txt": "new" });
-    await nextListing(page);
-    await waitForRows(page, ["a.txt", "b.txt", "new.txt", "Photos"]);
-    assert.equal(await checkBox(page, "b.txt").isChecked(), true);
-    assert.equal(await checkBox(page, "a.txt").isChecked(), false);
-    assert.equal(await page.locator("#selAll").isChecked(), false);
-  },
-);
-
-pageTest(
-  "a checked file that disappears drops out of the selection",
-  { ...VIEW, clock: true },
-  async ({ page, dialogs }) => {
-    await openFileManager(page);
-    await page.locator("#selAll").check();
-    fs.rmSync(rootPath("b.txt"));
-    await nextListing(page);
-    await waitForRows(page, ["a.txt", "Photos"]);
-    dialogs.accept = false;
-    await page.locator("#deleteSelectedBtn").click();
-    assert.deepEqual(dialogs.seen, [{ type: "confirm", text: "Delete 1 file(s)?", value: "" }]);
-  },
-);
-
-pageTest(
-  "a refresh sets select-all exactly when all files are checked",
-  { ...VIEW, clock: true },
-  async ({ page }) => {
-    await openFileManager(page);
-    await checkBox(page, "a.txt").check();
-    await checkBox(page, "b.txt").check();
-    await nextListing(page);
-    await page.waitForFunction(() => document.getElementById("selAll").checked);
-    fs.rmSync(rootPath("a.txt"));
-    fs.rmSync(rootPath("b.txt"));
-    await nextListing(page);
-    await waitForRows(page, ["Photos"]);
-    assert.equal(await page.locator("#selAll").isChecked(), false);
-  },
-);
-
-pageTest(
-  "a box that is checked while the listing is on its way stays checked",
-  { ...VIEW, clock: true },
-  async ({ page }) => {
-    await openFileManager(page);
-    let release;
-    const held = new Promise((resolve) => {
-      release = resolve;
-    });
-    await page.route("**/api/list**", async (route) => {
-      await held;
-      await route.continue();
-    });
-    const asked = page.waitForRequest("**/api/list**");
-    await page.clock.runFor(5000);
-    await asked;
-    await checkBox(page, "a.txt").check();
-    addToRoot({ "late.txt": "late" });
-    release();
-    await waitForRows(page, ["a.txt", "b.txt", "late.txt", "Photos"]);
-    assert.equal(await checkBox(page, "a.txt").isChecked(), true);
-  },
-);
-
-pageTest(
-  "an answer that was overtaken by entering another folder is not shown",
-  { ...VIEW, clock: true },
-  async ({ page }) => {
-    await openFileManager(page);
-    let release;
-    await page.route("**/api/list?path=", async (route) => {
-      await new Promise((resolve) => {
-        release = resolve;
-      });
-      await route.continue();
-    });
-    const asked = page.waitForRequest("**/api/list?path=");
-    await page.clock.runFor(5000);
-    await asked;
-    await page.getByRole("link", { name: "Photos" }).click();
-    await waitForRows(page, ["c.txt"]);
-    const late = page.waitForResponse("**/api/list?path=");
-    await eventually(() => assert.equal(typeof release, "function"));
-    release();
-    await (await late).finished();
-    await page.evaluate(() => fetch("/api/status"));
-    assert.deepEqual(await rowNames(page), ["c.txt"]);
-  },
-);
-
-pageTest("a refresh keeps the focus where it was", { ...VIEW, clock: true }, async ({ page }) => {
-  await openFileManager(page);
-  for (const [role, name] of [
-    ["checkbox", "Select a.txt"],
-    ["button", "Delete this file permanently: b.txt"],
-    ["link", "Photos"],
-    ["textbox", "New folder name"],
-  ]) {
-    await page.getByRole(role, { name }).focus();
-    await nextListing(page);
-    await page.evaluate(() => fetch("/api/status"));
-    const focused = page.locator(":focus");
-    assert.equal(await page.getByRole(role, { name }).and(focused).count(), 1, name);
-  }
 });
 
 pageTest("a folder is made from the trimmed name", VIEW, async ({ page }) => {

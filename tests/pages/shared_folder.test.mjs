@@ -4,6 +4,7 @@ import { assertHidesAfter, select } from "./transfer_probe.mjs";
 import {
   addToRoot,
   eventually,
+  nextListing,
   openSharedFolder,
   pageTest,
   PHONE,
@@ -31,12 +32,6 @@ const CLOCK = { ...VIEW, clock: true };
 const REFUSED = { ...VIEW, problems: /Failed to load resource/ };
 
 const open = (page) => openSharedFolder(page, "Shared");
-
-async function nextListing(page) {
-  const listed = page.waitForResponse((response) => response.url().includes("/api/list"));
-  await page.clock.runFor(5000);
-  await (await listed).finished();
-}
 
 function info(page) {
   return page.locator("#selInfo").textContent();

@@ -188,6 +188,23 @@ export async function openFileManager(page) {
   await page.waitForFunction(() => document.getElementById("path").textContent === "/");
 }
 
+export function requestsTo(page, part) {
+  const requests = [];
+  page.on("request", (request) => {
+    if (request.url().includes(part)) {
+      requests.push(request);
+    }
+  });
+  return requests;
+}
+
+// Lets the page's own clock reach the next refresh, and waits for its answer.
+export async function nextListing(page) {
+  const listed = page.waitForResponse((response) => response.url().includes("/api/list"));
+  await page.clock.runFor(5000);
+  await (await listed).finished();
+}
+
 export async function shareFolder(folder) {
   const answer = await apiFetch(`/api/share?path=${encodeURIComponent(folder)}`);
   assert.equal(answer.status, 200);
