@@ -46,7 +46,7 @@ describe("bodies of a public JSON suite", () => {
 
   for (const { target, member, wrong, statuses } of kEndpoints) {
     const name = target.replace(link, "/d/TOKEN");
-    test(`${name}, as the whole body`, { timeout: 60_000 }, async () => {
+    test(`${name}, as the whole body`, { timeout: 180_000 }, async () => {
       await parallel(parsing.length, 4, async (index) => {
         const { name: input, input: body } = parsing[index];
         const reply = await post(target, body, { cookie });
@@ -55,7 +55,7 @@ describe("bodies of a public JSON suite", () => {
       });
       await assertServed();
     });
-    test(`${name}, as the value of "${member}"`, { timeout: 60_000 }, async () => {
+    test(`${name}, as the value of "${member}"`, { timeout: 180_000 }, async () => {
       await parallel(parsing.length, 4, async (index) => {
         const { name: input, input: value } = parsing[index];
         const body = `{"path":"json/shared","${member}":${value}}`;
@@ -65,7 +65,7 @@ describe("bodies of a public JSON suite", () => {
     });
   }
 
-  test("nothing outside the folder was touched, nothing is left", { timeout: 60_000 }, async () => {
+  test("nothing outside the folder was touched, nothing is left", { timeout: 180_000 }, async () => {
     assert.deepEqual(folder.names(), ["kept.txt", "shared"]);
     assert.equal(`${folder.read("kept.txt")}`, "kept");
     assert.equal(`${folder.read("shared/kept.txt")}`, "kept");

@@ -17,7 +17,7 @@ const kTargets = [
   { what: "the status", path: "/api/status" },
   { what: "a small download", path: "/download?path=load-tools/small.bin" },
 ];
-const kTest = { timeout: 90_000 };
+const kTest = { timeout: 180_000 };
 
 const number = (pattern, output) => {
   const found = pattern.exec(output);
