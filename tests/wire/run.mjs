@@ -6,6 +6,7 @@ import fs from "node:fs";
 import net from "node:net";
 import os from "node:os";
 import path from "node:path";
+import { fileURLToPath } from "node:url";
 
 import { hostPath, startHarbinet } from "../support/harbinet.mjs";
 
@@ -25,6 +26,13 @@ function movableClock(clockFile) {
     FAKETIME_NO_CACHE: "1",
     FAKETIME_DONT_FAKE_MONOTONIC: "1",
   };
+}
+
+// Starts Wine's server and services before the program. Started with a movable clock they would take half a minute,
+// because each look at the clock reads the file.
+async function startWine({ prefix }) {
+  const wine = fileURLToPath(new URL("../../scripts/wine", import.meta.url));
+  await once(spawn(wine, [prefix, "cmd", "/c", "exit"], { stdio: "ignore" }), "exit");
 }
 
 // The process of the program itself, as this machine numbers it.
@@ -115,7 +123,8 @@ async function runTimed(file, facts) {
 async function runAgainst(files, clockFile) {
   const total = { passed: 0, failed: 0 };
   const env = { TZ: "UTC", ...(clockFile && movableClock(clockFile)) };
-  const harbinet = await startHarbinet({ masterPin: kMasterPin, env });
+  const prepare = clockFile && startWine;
+  const harbinet = await startHarbinet({ masterPin: kMasterPin, env, prepare });
   const controlSocket = path.join(
     place,
     `control-${harbinet.port}-${clockFile ? "clock" : "plain"}`,
