@@ -136,7 +136,7 @@ pageTest(
         globalThis.texts.push(document.getElementById("xferText").textContent);
       }).observe(document.getElementById("xferText"), { childList: true });
     });
-    const content = Buffer.alloc(20 * 1024 * 1024);
+    const content = Buffer.alloc(8 * 1024 * 1024);
     for (let i = 0; i < content.length; i += 4) {
       content.writeUInt32LE(Math.imul(i, 2654435761) >>> 0, i);
     }

@@ -53,7 +53,7 @@ for (const [what, name] of NAMES) {
 
   pageTest(
     `a file name with ${what} works in every action of the file manager`,
-    { files: {} },
+    { files: {}, clock: true },
     async ({ page, dialogs }) => {
       await openFileManager(page);
       await pick(page, picked(name, content));
@@ -78,6 +78,7 @@ for (const [what, name] of NAMES) {
         await downloadedText(page, () => page.locator("#downloadAllBtn").click()),
         content,
       );
+      await page.clock.runFor(1500);
       await closeDialog(page);
 
       const link = await sharedLink(page, dialogs, "Create a direct download link");

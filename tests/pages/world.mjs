@@ -156,9 +156,10 @@ export async function openContext(settings = DESKTOP, session = true) {
 // settings: files, context, session (default true), init (script run in the page before its own), clock (true: the
 // page's timers run only when the test says so), timeout (milliseconds), problems (pattern of the console errors that the test provokes).
 export function pageTest(name, settings, body) {
-  test(name, { timeout: settings.timeout ?? 60000 }, async () => {
+  test(name, { timeout: settings.timeout ?? 180000 }, async () => {
     fillRoot(settings.files ?? {});
     const context = await openContext(settings.context, settings.session);
+    context.setDefaultTimeout(60000);
     const problems = [];
     const dialogs = { seen: [], accept: true };
     try {
@@ -166,7 +167,8 @@ export function pageTest(name, settings, body) {
       watch(page, problems, dialogs);
       if (settings.clock) {
         await page.clock.install({ time: 0 });
-        await page.clock.pauseAt(1000);
+        // Far ahead: until it is paused the clock runs, on a busy machine for seconds.
+        await page.clock.pauseAt(3600000);
       }
       if (settings.init) {
         await page.addInitScript(settings.init);
