@@ -41,7 +41,8 @@ function plotScript(folder, curves) {
     const series = names.map(
       (name, column) => `$data${index} using 1:${column + 2} with linespoints lw 2 title '${name}'`,
     );
-    lines.push(`set xtics (${rows.map(([x]) => x).join(",")})`, `plot ${series.join(", ")}`);
+    const ticks = rows.map(([x]) => `"${x}" ${x}`).join(", ");
+    lines.push(`set xtics (${ticks}) font ",9"`, `plot ${series.join(", ")}`);
   });
   return lines.join("\n");
 }

@@ -26,10 +26,7 @@ SocketChannel::SocketChannel(UniqueSocket socket, const ConnectionLimits& limits
     : calls_(calls),
       limits_(limits),
       socket_(socket.Release()),
-      deadline_(Clock::now() + limits.head) {
-    // Each flush hands over a finished flight or chunk: waiting for more bytes only delays it.
-    calls_.SetOption(socket_, IPPROTO_TCP, TCP_NODELAY, 1);
-}
+      deadline_(Clock::now() + limits.head) {}
 
 SocketChannel::~SocketChannel() { Close(); }
 
@@ -39,7 +36,7 @@ Channel::Result SocketChannel::Receive(std::span<char> buffer) {
 }
 
 Channel::Result SocketChannel::Send(std::string_view bytes) {
-    LimitSend(bytes.size());
+    PrepareSend(bytes.size());
     return ResultOf(calls_.Send(socket_, bytes.data(), ClampToInt(bytes.size())));
 }
 
@@ -84,13 +81,13 @@ bool SocketChannel::LimitReceive() {
     return close_enough || SetReceiveTimeout(left);
 }
 
-void SocketChannel::LimitSend(std::size_t count) {
-    if (!unlimited_left_) return;
-    if (count <= *unlimited_left_) {
-        *unlimited_left_ -= count;
-        return;
-    }
-    unlimited_left_.reset();
+void SocketChannel::PrepareSend(std::size_t count) {
+    if (send_is_prepared_) return;
+    sent_ += count;
+    if (count <= kShortSendBytes && sent_ <= kShortReplyBytes) return;
+    send_is_prepared_ = true;
+    // Each flush hands over a finished flight or chunk: waiting for more bytes only delays it.
+    calls_.SetOption(socket_, IPPROTO_TCP, TCP_NODELAY, 1);
     calls_.SetOption(socket_, SOL_SOCKET, SO_SNDTIMEO, static_cast<DWORD>(limits_.write.count()));
 }
 

@@ -24,9 +24,10 @@ struct ConnectionLimits {
 // What a client may still send after the reply before it is cut off.
 inline constexpr std::size_t kDrainBytes = 64 * 1024 * 1024;
 
-// The first bytes that are sent find the system's buffer empty and never wait: short replies need
-// no limit on the wait.
-inline constexpr std::size_t kUnlimitedSendBytes = 4096;
+// A connection that sends no more than this, in pieces that fit into one segment each, finds room
+// in the system's buffer and leaves at once by itself: it needs no options for sending.
+inline constexpr std::size_t kShortSendBytes = 1200;
+inline constexpr std::size_t kShortReplyBytes = 4096;
 
 class SocketChannel final : public Channel {
 public:
@@ -52,7 +53,7 @@ private:
     bool LimitReceive();
     bool SetReceiveTimeout(std::chrono::milliseconds timeout);
     void DrainBriefly();
-    void LimitSend(std::size_t count);
+    void PrepareSend(std::size_t count);
     Result ResultOf(int count) const;
 
     SocketCalls& calls_;
@@ -60,7 +61,8 @@ private:
     SOCKET socket_;
     std::optional<Clock::time_point> deadline_;     // for all receiving until BeginBody, then none
     std::chrono::milliseconds receive_timeout_{0};  // as set on the socket; 0 is none
-    std::optional<std::size_t> unlimited_left_ = kUnlimitedSendBytes;  // nothing: limited
+    std::size_t sent_ = 0;                          // counted until the options for sending are set
+    bool send_is_prepared_ = false;
 };
 
 }  // namespace harbinet

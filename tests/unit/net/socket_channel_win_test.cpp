@@ -25,6 +25,7 @@ class RecordingCalls final : public SocketCalls {
 public:
     int SetOption(SOCKET socket, int level, int name, DWORD value) override {
         if (name == SO_RCVTIMEO) ++receive_timeouts;
+        if (name == SO_SNDTIMEO || name == TCP_NODELAY) ++send_options;
         if (level == failing_level && name == failing_option) return SOCKET_ERROR;
         return SocketCalls::SetOption(socket, level, name, value);
     }
@@ -55,6 +56,7 @@ public:
     int failing_level = -1;
     int failing_option = -1;
     int receive_timeouts = 0;
+    int send_options = 0;
     bool endless = false;
     int wait_result = 0;
     timeval waited{};
@@ -215,9 +217,26 @@ TEST_F(SocketChannelTest, OptionsThatAreRefusedDoNotHinder) {
         calls_.failing_level = level;
         calls_.failing_option = option;
         SocketChannel channel(std::move(pair.server), {}, calls_);
-        EXPECT_EQ(channel.Send("x").status, Status::kDone);
+        EXPECT_EQ(channel.Send(std::string(2000, 'x')).status, Status::kDone);
         pair.client.Reset();
     }
+    EXPECT_EQ(calls_.send_options, 4);
+}
+
+TEST_F(SocketChannelTest, ShortRepliesNeedNoOptionsForSending) {
+    SocketChannel channel = Make();
+    for (const std::size_t size : {1200, 1200, 1200, 496}) channel.Send(std::string(size, 'x'));
+    EXPECT_EQ(calls_.send_options, 0);
+    channel.Send("x");
+    EXPECT_EQ(calls_.send_options, 2);
+    channel.Send(std::string(5000, 'x'));
+    EXPECT_EQ(calls_.send_options, 2);
+}
+
+TEST_F(SocketChannelTest, ASendOfMoreThanOneSegmentIsLimitedAndNotDelayed) {
+    SocketChannel channel = Make();
+    channel.Send(std::string(1201, 'x'));
+    EXPECT_EQ(calls_.send_options, 2);
 }
 
 TEST_F(SocketChannelTest, WithoutAReceiveTimeoutNothingIsReceived) {
