@@ -32,10 +32,9 @@ bool StreamFileDownload(Stream& stream, FileSystem& files, const std::wstring& f
         const auto wanted =
             static_cast<std::size_t>(std::min<std::uint64_t>(remaining, chunk.size()));
         const std::size_t count = file->Read({chunk.data(), wanted}).value_or(0);
-        if (count == 0) return false;
+        // Each chunk has gone out before the next one is read: a client that has left is noticed.
+        if (count == 0 || !stream.WriteAll({chunk.data(), count})) return false;
         remaining -= count;
-        const std::string_view bytes(chunk.data(), count);
-        if (!(remaining > 0 ? stream.WriteSoon(bytes) : stream.WriteAll(bytes))) return false;
     }
     return true;
 }
