@@ -12,7 +12,7 @@ enum class Placed { kAlways, kWithPanel };
 // kToggle is left to the panel's toggle alone.
 enum class Shown { kByStyle, kAlways, kWithPanel, kToggle };
 
-struct ControlSpec {
+struct ControlRow {
     MainControlId id;
     const wchar_t* class_name;
     const wchar_t* text;
@@ -35,7 +35,7 @@ constexpr int kPinDigits = 6;
 constexpr int kDroppedWidth = 130;
 
 // In the order of creation. The web root row lies below the client area of the small window.
-constexpr ControlSpec kControls[] = {
+constexpr ControlRow kControls[] = {
     {kServerButton, L"BUTTON", L"Server", kButton, 0, 46, 148, 140, 32, Placed::kAlways,
      Shown::kWithPanel},
     {kStatusButton, L"BUTTON", L"Status", kButton, 0, 586, 6, 82, 32, Placed::kAlways,
@@ -75,11 +75,10 @@ constexpr ControlSpec kControls[] = {
 
 void MainControls::Create(HWND parent, HINSTANCE instance) {
     static_assert(std::size(kControls) == kCount);
-    std::ranges::transform(kControls, handles_.begin(), [&](const ControlSpec& spec) {
-        const auto menu_id = reinterpret_cast<HMENU>(static_cast<std::intptr_t>(spec.id));
-        return CreateWindowExW(spec.extended_style, spec.class_name, spec.text,
-                               WS_CHILD | spec.style, 0, 0, 0, 0, parent, menu_id, instance,
-                               nullptr);
+    std::ranges::transform(kControls, handles_.begin(), [&](const ControlRow& row) {
+        const auto menu_id = reinterpret_cast<HMENU>(static_cast<std::intptr_t>(row.id));
+        return CreateWindowExW(row.extended_style, row.class_name, row.text, WS_CHILD | row.style,
+                               0, 0, 0, 0, parent, menu_id, instance, nullptr);
     });
     SendMessageW(Get(kMasterPinEdit), EM_LIMITTEXT, kPinDigits, 0);
     SendMessageW(Get(kAddressBox), CB_SETDROPPEDWIDTH, kDroppedWidth, 0);
@@ -93,14 +92,14 @@ void MainControls::SetFont(HFONT font) const {
 
 void MainControls::Layout(int client_width, bool panel_shown) const {
     for (std::size_t i = 0; i < kCount; ++i) {
-        const ControlSpec& spec = kControls[i];
+        const ControlRow& row = kControls[i];
         if (!handles_[i]) continue;
-        if (spec.placed == Placed::kAlways || panel_shown) {
-            const int width = spec.width > 0 ? spec.width : client_width + spec.width;
-            SetWindowPos(handles_[i], nullptr, spec.x, spec.y, width, spec.height,
+        if (row.placed == Placed::kAlways || panel_shown) {
+            const int width = row.width > 0 ? row.width : client_width + row.width;
+            SetWindowPos(handles_[i], nullptr, row.x, row.y, width, row.height,
                          SWP_NOZORDER | SWP_NOACTIVATE);
         }
-        switch (spec.shown) {
+        switch (row.shown) {
             case Shown::kAlways:
                 ShowWindow(handles_[i], SW_SHOW);
                 break;
@@ -115,9 +114,9 @@ void MainControls::Layout(int client_width, bool panel_shown) const {
 }
 
 HWND MainControls::Get(MainControlId id) const {
-    const auto* spec = std::ranges::find(kControls, id, &ControlSpec::id);
-    return spec != std::end(kControls) ? handles_[static_cast<std::size_t>(spec - kControls)]
-                                       : nullptr;
+    const auto* row = std::ranges::find(kControls, id, &ControlRow::id);
+    return row != std::end(kControls) ? handles_[static_cast<std::size_t>(row - kControls)]
+                                      : nullptr;
 }
 
 void MainControls::SetText(MainControlId id, const std::wstring& text) const {
