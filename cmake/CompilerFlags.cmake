@@ -16,7 +16,9 @@ if(WIN32)
   target_compile_definitions(harbinet_flags INTERFACE
     UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
     _WIN32_WINNT=0x0A00 WINVER=0x0A00 NTDDI_VERSION=0x0A000000)
-  target_compile_options(harbinet_hardening INTERFACE -ffunction-sections -fdata-sections)
+  target_compile_options(harbinet_hardening INTERFACE -ffunction-sections -fdata-sections
+    # No path of the machine that builds it gets into the program.
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
   target_link_options(harbinet_hardening INTERFACE
     -static -fstack-protector-strong -Wl,--dynamicbase,--nxcompat,--high-entropy-va,--gc-sections
     $<$<CONFIG:Release>:-s>)
