@@ -55,6 +55,8 @@ bool IsAdmin() {
            CheckTokenMembership(nullptr, administrators, &is_member) && is_member;
 }
 
+void StartDetached(std::function<void()> run) { std::thread(std::move(run)).detach(); }
+
 int ServerPort() { return IsAdmin() ? kAdministratorPort : kUserPort; }
 
 Server::Server(EventLog& log, ServerState& state, Callbacks callbacks, int port, SocketCalls& calls)
@@ -131,17 +133,17 @@ void Server::AcceptUntilStopped(SOCKET listening) const {
 }
 
 void Server::AcceptOne(SOCKET listening) const {
-    auto connection = std::make_unique<Connection>(calls_);
+    const auto connection = std::make_shared<Connection>(calls_);
     int length = sizeof connection->peer;
     connection->socket.Reset(
         calls_.Accept(listening, reinterpret_cast<sockaddr*>(&connection->peer), &length));
     if (!connection->socket) return;
     // A thread that cannot be made ends the process: the exception leaves the server thread.
-    std::thread([connection = std::move(connection), handle = callbacks_.handle_connection] {
+    callbacks_.start_thread([connection, handle = callbacks_.handle_connection] {
         ReleaseUnusedStack();
         const OpenSslThread openssl;
         handle(std::move(connection->socket), connection->peer);
-    }).detach();
+    });
 }
 
 void Server::WakeAcceptLoop() const {

@@ -22,6 +22,10 @@ bool IsAdmin();
 // The port the server takes: 443 as administrator, else 8443.
 int ServerPort();
 
+// Runs the function on a thread of its own that nobody waits for. Throws std::system_error when the
+// system has no thread left.
+void StartDetached(std::function<void()> run);
+
 // What the rest of the program reads of the server. Connection threads may read it after the Server
 // is gone, so it has an owner of its own. Written by the server only.
 struct ServerState {
@@ -40,6 +44,9 @@ public:
         std::function<void(UniqueSocket, const sockaddr_storage& peer)> handle_connection;
         // The server state changed. Any thread; must return at once.
         std::function<void()> state_changed;
+        // Starts the connection's thread, or throws. Server thread. A test puts one in its place that
+        // fails.
+        std::function<void(std::function<void()>)> start_thread = StartDetached;
     };
 
     // `port` is a parameter so that tests need not fight over one.

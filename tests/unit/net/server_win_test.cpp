@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "net/loopback_win.h"
@@ -119,7 +121,7 @@ protected:
                     socket.Reset();
                     events->Add("connection closed");
                 },
-                [events = events_] { events->Add("state"); }},
+                [events = events_] { events->Add("state"); }, start_thread_},
             port, *calls_);
     }
     void Start() {
@@ -152,6 +154,7 @@ protected:
     // Connection threads may still use it when the test is over.
     FailingCalls* const calls_ = std::make_unique<FailingCalls>(events_).release();
     bool tls_ = true;
+    std::function<void(std::function<void()>)> start_thread_ = StartDetached;
     EventLog log_;
     ServerState state_;
     std::unique_ptr<Server> server_;
@@ -366,6 +369,20 @@ TEST_F(ServerTest, AnotherStartAfterAFailedOneEndsTheProcess) {
             server_->Start();
         },
         "");
+}
+
+TEST_F(ServerTest, AConnectionThatGetsNoThreadEndsTheProcess) {
+    start_thread_ = [](const std::function<void()>&) {
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+    };
+    Make(port_);
+    EXPECT_DEATH(
+        {
+            Start();
+            const UniqueSocket client = ConnectTo(port_);
+            events_->WaitFor("connection", 1);
+        },
+        "system_error");
 }
 
 TEST(ServerPortTest, DependsOnTheRightsAlone) { EXPECT_EQ(ServerPort(), IsAdmin() ? 443 : 8443); }
