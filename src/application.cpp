@@ -223,6 +223,7 @@ void Application::Run(const wchar_t* command_line, int show_state) {
     tls_context_.Free();
     drive_.Unmount();
     log_.Log(L"APP     exit");
+    server_->CutConnections();
     // A server thread that failed to start was never joined: ending the server then ends the
     // process abnormally.
     server_.reset();

@@ -2,7 +2,9 @@
 
 #include <openssl/crypto.h>
 
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -10,12 +12,15 @@ namespace harbinet {
 namespace {
 
 constexpr timeval kAcceptWait = {0, 200'000};
+constexpr std::chrono::seconds kCutLimit{2};
 
 // One accepted connection on its way to its thread. The thread may outlive the server, so the
 // reference to Winsock is the connection's own, taken while the server still has one.
 struct Connection {
     explicit Connection(SocketCalls& calls) : winsock(calls) {}
 
+    // Removed last: who finds the list empty finds nothing else left.
+    std::optional<OpenConnections::Entry> entry;
     WinsockReference winsock;
     UniqueSocket socket;
     sockaddr_storage peer{};
@@ -75,6 +80,8 @@ void Server::Stop() {
     WakeAcceptLoop();
     if (thread_.joinable()) thread_.join();
 }
+
+bool Server::CutConnections() { return state_.connections.CutAll(kCutLimit, calls_); }
 
 void Server::Run() {
     const OpenSslThread openssl;
@@ -138,6 +145,7 @@ void Server::AcceptOne(SOCKET listening) const {
     connection->socket.Reset(
         calls_.Accept(listening, reinterpret_cast<sockaddr*>(&connection->peer), &length));
     if (!connection->socket) return;
+    connection->entry.emplace(state_.connections, connection->socket.Get());
     // A thread that cannot be made ends the process: the exception leaves the server thread.
     callbacks_.start_thread([connection, handle = callbacks_.handle_connection] {
         ReleaseUnusedStack();

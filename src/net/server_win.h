@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "app/event_log.h"
+#include "net/open_connections_win.h"
 #include "net/socket_win.h"
 
 namespace harbinet {
@@ -31,6 +32,7 @@ void StartDetached(std::function<void()> run);
 struct ServerState {
     std::atomic<bool> is_running{false};
     std::atomic<int> listening_port{0};  // 0 while the server does not run
+    OpenConnections connections;
 };
 
 class Server {
@@ -44,8 +46,8 @@ public:
         std::function<void(UniqueSocket, const sockaddr_storage& peer)> handle_connection;
         // The server state changed. Any thread; must return at once.
         std::function<void()> state_changed;
-        // Starts the connection's thread, or throws. Server thread. A test puts one in its place that
-        // fails.
+        // Starts the connection's thread, or throws. Server thread. A test puts one in its place
+        // that fails.
         std::function<void(std::function<void()>)> start_thread = StartDetached;
     };
 
@@ -61,6 +63,10 @@ public:
     // Returns once the server thread has ended; connections go on. Does nothing when the server
     // does not run.
     void Stop();
+    // For the end of the program, after Stop: cuts the connections that are still being served and
+    // waits a moment for their threads. False when some took longer, with a large archive for
+    // example: these end with the process.
+    bool CutConnections();
 
     // Any thread.
     bool IsRunning() const { return state_.is_running; }

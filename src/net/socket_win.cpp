@@ -51,6 +51,10 @@ int SocketCalls::Send(SOCKET socket, const char* bytes, int size) {
 
 int SocketCalls::ShutdownSend(SOCKET socket) { return shutdown(socket, SD_SEND); }
 
+void SocketCalls::CancelWaiting(SOCKET socket) {
+    CancelIoEx(reinterpret_cast<HANDLE>(socket), nullptr);
+}
+
 int SocketCalls::Close(SOCKET socket) { return closesocket(socket); }
 
 SocketCalls& SystemSocketCalls() {

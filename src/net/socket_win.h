@@ -38,6 +38,8 @@ public:
     virtual int Receive(SOCKET socket, char* buffer, int size);
     virtual int Send(SOCKET socket, const char* bytes, int size);
     virtual int ShutdownSend(SOCKET socket);
+    // Ends every call that waits on the socket, whatever thread made it. Errors are ignored.
+    virtual void CancelWaiting(SOCKET socket);
     virtual int Close(SOCKET socket);
 };
 

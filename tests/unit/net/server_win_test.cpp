@@ -103,6 +103,8 @@ class ServerTest : public testing::Test {
 protected:
     ~ServerTest() override {
         if (server_) server_->Stop();
+        // The list of connections goes with the test.
+        EXPECT_TRUE(state_.connections.CutAll(std::chrono::seconds(20)));
     }
 
     // Answers every byte of a client with the same byte. Outlives the test where it must.
@@ -296,6 +298,20 @@ TEST_F(ServerTest, TwoHundredConnectionsAtOnce) {
     for (const UniqueSocket& client : clients) EXPECT_EQ(ReceiveText(client.Get(), 1), "x");
     clients.clear();
     EXPECT_TRUE(events_->WaitFor("connection closed", 200));
+}
+
+TEST_F(ServerTest, CuttingEndsTheConnectionsThatAStopLeft) {
+    Make(port_);
+    Start();
+    std::vector<UniqueSocket> clients;
+    for (int i = 0; i < 5; ++i) clients.push_back(ConnectTo(port_));
+    ASSERT_TRUE(events_->WaitFor("connection", 5));
+    server_->Stop();
+    // The one that woke the accept loop.
+    EXPECT_LE(events_->Count("connection closed"), 1);
+    EXPECT_TRUE(server_->CutConnections());
+    EXPECT_GE(events_->Count("connection closed"), 5);
+    for (const UniqueSocket& client : clients) EXPECT_EQ(ReceiveText(client.Get(), 1), "");
 }
 
 TEST_F(ServerTest, APortInUseFailsTheStart) {

@@ -1,0 +1,77 @@
+#include "net/open_connections_win.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "net/loopback_win.h"
+
+namespace harbinet {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using test::SocketPair;
+using Clock = std::chrono::steady_clock;
+
+// Until the threads of a test wait in their calls.
+void LetThemWait() { std::this_thread::sleep_for(milliseconds(200)); }
+
+TEST(OpenConnectionsTest, WithNoneNothingIsWaitedFor) {
+    OpenConnections connections;
+    EXPECT_TRUE(connections.CutAll(milliseconds(0)));
+}
+
+TEST(OpenConnectionsTest, AnEndedOneIsNotWaitedFor) {
+    OpenConnections connections;
+    SocketPair pair;
+    { const OpenConnections::Entry entry(connections, pair.server.Get()); }
+    EXPECT_TRUE(connections.CutAll(milliseconds(0)));
+}
+
+TEST(OpenConnectionsTest, ThreadsThatWaitForTheirClientsEndAtOnce) {
+    OpenConnections connections;
+    SocketPair silent;
+    SocketPair deaf;
+    std::jthread reader([&connections, &silent] {
+        const OpenConnections::Entry entry(connections, silent.server.Get());
+        char byte = 0;
+        EXPECT_LE(recv(silent.server.Get(), &byte, 1, 0), 0);
+    });
+    std::jthread writer([&connections, &deaf] {
+        const OpenConnections::Entry entry(connections, deaf.server.Get());
+        const std::string much(1'000'000, 'x');
+        for (int megabyte = 0; megabyte < 500; ++megabyte) {
+            if (send(deaf.server.Get(), much.data(), static_cast<int>(much.size()), 0) <= 0) return;
+        }
+        ADD_FAILURE() << "nobody took these bytes";
+    });
+    LetThemWait();
+    const auto start = Clock::now();
+    EXPECT_TRUE(connections.CutAll(seconds(10)));
+    EXPECT_LT(Clock::now() - start, seconds(5));
+}
+
+TEST(OpenConnectionsTest, ABusyThreadIsGivenItsTimeAndNoMore) {
+    OpenConnections connections;
+    SocketPair pair;
+    std::atomic<bool> is_added = false;
+    std::atomic<bool> may_end = false;
+    std::jthread busy([&] {
+        const OpenConnections::Entry entry(connections, pair.server.Get());
+        is_added = true;
+        while (!may_end) std::this_thread::sleep_for(milliseconds(1));
+    });
+    while (!is_added) std::this_thread::sleep_for(milliseconds(1));
+    const auto start = Clock::now();
+    EXPECT_FALSE(connections.CutAll(milliseconds(50)));
+    EXPECT_GE(Clock::now() - start, milliseconds(50));
+    may_end = true;
+    EXPECT_TRUE(connections.CutAll(seconds(10)));
+}
+
+}  // namespace
+}  // namespace harbinet
