@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 #include "app/encoding.h"
+#include "app/large_buffer.h"
 #include "files/names.h"
 #include "files/request_fields.h"
 #include "files/web_path.h"
@@ -27,7 +27,7 @@ bool StreamFileDownload(Stream& stream, FileSystem& files, const std::wstring& f
     if (*size == 0) return stream.WriteAll(head);
     if (!stream.WriteSoon(head)) return false;
 
-    std::vector<char> chunk(kDownloadChunkBytes);
+    LargeBuffer chunk(kDownloadChunkBytes);
     for (std::uint64_t remaining = *size; remaining > 0;) {
         const auto wanted =
             static_cast<std::size_t>(std::min<std::uint64_t>(remaining, chunk.size()));

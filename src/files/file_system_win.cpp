@@ -3,8 +3,8 @@
 #include <shlobj.h>
 
 #include <algorithm>
-#include <vector>
 
+#include "app/large_buffer.h"
 #include "app/unique_handle_win.h"
 #include "files/file_system.h"
 #include "files/names.h"
@@ -78,7 +78,7 @@ public:
     bool Write(std::string_view bytes) override {
         if (pending_.size() + bytes.size() > kWriteBlockBytes && !Flush()) return false;
         if (bytes.size() >= kWriteBlockBytes) return WriteNow(bytes);
-        pending_.insert(pending_.end(), bytes.begin(), bytes.end());
+        Append(pending_, bytes);
         return true;
     }
 
@@ -102,7 +102,7 @@ private:
     }
 
     UniqueFile file_;
-    std::vector<char> pending_;
+    LargeBuffer pending_;
 };
 
 class WindowsFileSystem final : public FileSystem {

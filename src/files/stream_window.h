@@ -8,7 +8,8 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "app/large_buffer.h"
 
 namespace harbinet {
 
@@ -27,7 +28,7 @@ public:
     std::string_view View() const { return {storage_.data() + begin_, end_ - begin_}; }
 
 private:
-    std::vector<char> storage_;
+    LargeBuffer storage_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
 };

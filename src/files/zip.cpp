@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 
+#include "app/large_buffer.h"
 #include "files/crc32.h"
 
 namespace harbinet {
@@ -91,7 +92,7 @@ std::optional<std::uint32_t> AppendFile(FileSystem& files, const ZipItem& item,
     if (!file) return std::nullopt;
     // In blocks that the processor's cache still holds when the checksum and the copy need them:
     // that is faster than to read the file to its place and to fetch it all once more.
-    std::vector<char> block(std::min<std::uint64_t>(item.size, kReadBlockBytes));
+    LargeBuffer block(std::min<std::uint64_t>(item.size, kReadBlockBytes));
     std::uint32_t crc = 0;
     for (std::uint64_t left = item.size; left > 0;) {
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, block.size()));

@@ -14,14 +14,12 @@ namespace {
 constexpr timeval kAcceptWait = {0, 200'000};
 constexpr std::chrono::seconds kCutLimit{2};
 
-// One accepted connection on its way to its thread. The thread may outlive the server, so the
-// reference to Winsock is the connection's own, taken while the server still has one.
+// One accepted connection on its way to its thread. The thread may outlive the server, so it holds
+// on to Winsock itself.
 struct Connection {
-    explicit Connection(SocketCalls& calls) : winsock(calls) {}
-
     // Removed last: who finds the list empty finds nothing else left.
     std::optional<OpenConnections::Entry> entry;
-    WinsockReference winsock;
+    std::shared_ptr<const WinsockReference> winsock;
     UniqueSocket socket;
     sockaddr_storage peer{};
 };
@@ -95,8 +93,9 @@ void Server::Run() {
 }
 
 Server::Result Server::Listen() {
-    const WinsockReference winsock(calls_);
-    if (!winsock) return Result::kNoWinsock;
+    // One reference for the listener and all its connections: the last of them gives it back.
+    const auto winsock = std::make_shared<const WinsockReference>(calls_);
+    if (!*winsock) return Result::kNoWinsock;
     if (!callbacks_.ensure_tls()) return Result::kNoTlsContext;
     UniqueSocket listening;
     if (const Result result = OpenListeningSocket(listening); result != Result::kStopped) {
@@ -107,7 +106,7 @@ Server::Result Server::Listen() {
     log_.Log(L"SERVER  listening (HTTPS) on port " + std::to_wstring(port_));
     callbacks_.state_changed();
 
-    AcceptUntilStopped(listening.Get());
+    AcceptUntilStopped(listening.Get(), winsock);
 
     log_.Log(L"SERVER  stopping");
     listening.Reset();
@@ -133,14 +132,15 @@ Server::Result Server::OpenListeningSocket(UniqueSocket& listening) const {
                                                           : Result::kListenFailed;
 }
 
-void Server::AcceptUntilStopped(SOCKET listening) const {
+void Server::AcceptUntilStopped(SOCKET listening, const WinsockOwner& winsock) const {
     while (!stop_requested_) {
-        if (calls_.WaitReadable(listening, kAcceptWait) > 0) AcceptOne(listening);
+        if (calls_.WaitReadable(listening, kAcceptWait) > 0) AcceptOne(listening, winsock);
     }
 }
 
-void Server::AcceptOne(SOCKET listening) const {
-    const auto connection = std::make_shared<Connection>(calls_);
+void Server::AcceptOne(SOCKET listening, const WinsockOwner& winsock) const {
+    const auto connection = std::make_shared<Connection>();
+    connection->winsock = winsock;
     int length = sizeof connection->peer;
     connection->socket.Reset(
         calls_.Accept(listening, reinterpret_cast<sockaddr*>(&connection->peer), &length));

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <thread>
 
 #include "app/event_log.h"
@@ -83,11 +84,13 @@ private:
         kNoTlsContext = -10,
     };
 
+    using WinsockOwner = std::shared_ptr<const WinsockReference>;
+
     void Run();
     Result Listen();
     Result OpenListeningSocket(UniqueSocket& listening) const;
-    void AcceptUntilStopped(SOCKET listening) const;
-    void AcceptOne(SOCKET listening) const;
+    void AcceptUntilStopped(SOCKET listening, const WinsockOwner& winsock) const;
+    void AcceptOne(SOCKET listening, const WinsockOwner& winsock) const;
     void WakeAcceptLoop() const;
 
     EventLog& log_;

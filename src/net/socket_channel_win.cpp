@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <limits>
 #include <utility>
-#include <vector>
+
+#include "app/large_buffer.h"
 
 namespace harbinet {
 namespace {
@@ -61,7 +62,7 @@ void SocketChannel::Close() {
 
 void SocketChannel::DrainBriefly() {
     deadline_ = Clock::now() + limits_.drain;
-    std::vector<char> dropped(kDrainBufferBytes);
+    LargeBuffer dropped(kDrainBufferBytes);
     std::size_t total = 0;
     while (total < kDrainBytes) {
         const Result result = Receive(dropped);

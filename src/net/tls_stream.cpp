@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <utility>
 
 namespace harbinet {
@@ -130,10 +129,8 @@ int TlsStream::ReadRaw(BIO* bio, char* buffer, std::size_t size) {
         std::span<char> target(buffer, size);
         if (in_body_) {
             // Many records arrive in one call once there is a body to expect.
-            if (!receive_buffer_) {
-                receive_buffer_ = std::make_unique_for_overwrite<char[]>(kBodyReceiveBytes);
-            }
-            target = {receive_buffer_.get(), kBodyReceiveBytes};
+            receive_buffer_.resize(kBodyReceiveBytes);
+            target = receive_buffer_;
         }
         const Channel::Result result = channel_.Receive(target);
         if (result.status == Channel::Status::kTryAgain) BIO_set_retry_read(bio);
@@ -155,7 +152,7 @@ int TlsStream::WriteRaw(BIO* bio, const char* bytes, std::size_t size) {
     }
     // Replies of one record stay small; a transfer gets its whole buffer at once.
     if (unsent_.size() + size > 2 * kRecordBytes) unsent_.reserve(unsent_limit_);
-    unsent_.append(bytes, size);
+    Append(unsent_, {bytes, size});
     return static_cast<int>(size);
 }
 
@@ -170,13 +167,13 @@ bool TlsStream::Flush() {
 Channel::Status TlsStream::FlushOnce() {
     const auto start = std::chrono::steady_clock::now();
     const bool is_chunk = unsent_.size() >= kSendChunkBytes;
-    std::string_view rest = unsent_;
+    std::string_view rest(unsent_.data(), unsent_.size());
     Channel::Result result{Channel::Status::kDone};
     while (!rest.empty() && result.status == Channel::Status::kDone) {
         result = channel_.Send(rest);
         rest.remove_prefix(result.count);
     }
-    unsent_.erase(0, unsent_.size() - rest.size());
+    unsent_.erase(unsent_.begin(), unsent_.end() - static_cast<std::ptrdiff_t>(rest.size()));
     if (is_chunk) {
         const bool is_quick = std::chrono::steady_clock::now() - start < kQuickSend;
         unsent_limit_ = WithOverhead(is_quick ? kQuickSendChunkBytes : kSendChunkBytes);

@@ -7,11 +7,10 @@
 
 #include <chrono>
 #include <cstddef>
-#include <memory>
 #include <span>
-#include <string>
 #include <string_view>
 
+#include "app/large_buffer.h"
 #include "net/channel.h"
 #include "net/openssl_ptr.h"
 #include "net/stream.h"
@@ -61,10 +60,10 @@ private:
     Channel::Status FlushOnce();
 
     Channel& channel_;
-    std::string unsent_;  // finished records
+    LargeBuffer unsent_;  // finished records
     std::size_t unsent_limit_;
     // Received in the body phase and not yet taken by OpenSSL: a buffer made on first use.
-    std::unique_ptr<char[]> receive_buffer_;
+    LargeBuffer receive_buffer_;
     std::span<const char> unread_;
     bool in_body_ = false;
     SslPtr ssl_;

@@ -119,6 +119,14 @@ async function runTimed(file, facts) {
   return result;
 }
 
+// How the program itself saw what went wrong.
+async function printProgram(harbinet) {
+  const kLines = 40;
+  const lines = await harbinet.log().catch((error) => [error.message]);
+  console.log(lines.slice(-kLines).map((line) => `# log: ${line}`).join("\n"));
+  console.log(harbinet.errorOutput().slice(-4000));
+}
+
 // Runs `files` against one program. A program that does not end well counts as a failure.
 async function runAgainst(files, clockFile) {
   const total = { passed: 0, failed: 0 };
@@ -132,7 +140,11 @@ async function runAgainst(files, clockFile) {
   const control = await serveControl(harbinet, controlSocket);
   try {
     const facts = { ...(await factsOf(harbinet)), controlSocket, clockFile };
-    for (const file of files) add(total, await runTimed(file, facts));
+    for (const file of files) {
+      const result = await runTimed(file, facts);
+      add(total, result);
+      if (result.failed > 0) await printProgram(harbinet);
+    }
   } finally {
     control.close();
     await harbinet.stop().catch((error) => {

@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdint>
+#include <new>
 #include <set>
 
 #include "app/clock.h"
+#include "app/large_buffer.h"
 #include "app/paths_win.h"
 #include "app/random.h"
 #include "app/unique_handle_win.h"
@@ -21,6 +24,10 @@ std::wstring Variable(const wchar_t* name) {
     wchar_t text[MAX_PATH] = {};
     GetEnvironmentVariableW(name, text, MAX_PATH);
     return text;
+}
+
+TEST(LargeBufferTest, MorePagesThanThereAreEndInBadAlloc) {
+    EXPECT_THROW(AllocatePages(SIZE_MAX / 2), std::bad_alloc);
 }
 
 TEST(PathsTest, BaseDataFolderIsHarbinetInLocalAppDataAndExists) {

@@ -271,17 +271,39 @@ TEST_F(ServerTest, AConnectionIsServedThroughStopAndRestart) {
     EXPECT_EQ(ReceiveText(client.Get(), 1), "c");
 }
 
-TEST_F(ServerTest, EachConnectionHoldsWinsockUntilItsEnd) {
+TEST_F(ServerTest, TheLastConnectionGivesWinsockBack) {
     Make(port_);
     Start();
-    UniqueSocket client = ConnectTo(port_);
-    ASSERT_TRUE(events_->WaitFor("::ffff:127.0.0.1", 1));
+    UniqueSocket first = ConnectTo(port_);
+    UniqueSocket second = ConnectTo(port_);
+    ASSERT_TRUE(events_->WaitFor("::ffff:127.0.0.1", 2));
     server_->Stop();
     // The wake-up connection may have become one of its own; it ends by itself.
+    ASSERT_TRUE(events_->WaitFor("connection closed", events_->Count("connection") - 2));
+    first.Reset();
     ASSERT_TRUE(events_->WaitFor("connection closed", events_->Count("connection") - 1));
-    EXPECT_GT(events_->Count("started up"), events_->Count("cleaned up"));
-    client.Reset();
-    EXPECT_TRUE(events_->WaitFor("cleaned up", events_->Count("started up")));
+    EXPECT_EQ(events_->Count("cleaned up"), 0);
+    ASSERT_TRUE(SendText(second.Get(), "x"));
+    EXPECT_EQ(ReceiveText(second.Get(), 1), "x");
+    second.Reset();
+    EXPECT_TRUE(events_->WaitFor("cleaned up", 1));
+    EXPECT_EQ(events_->Count("started up"), 1);
+}
+
+TEST_F(ServerTest, WinsockIsAskedForOnceHoweverManyClientsCome) {
+    Make(port_);
+    Start();
+    for (int i = 0; i < 20; ++i) {
+        const UniqueSocket client = ConnectTo(port_);
+        ASSERT_TRUE(SendText(client.Get(), "x"));
+        EXPECT_EQ(ReceiveText(client.Get(), 1), "x");
+    }
+    ASSERT_TRUE(events_->WaitFor("connection closed", 20));
+    EXPECT_EQ(events_->Count("cleaned up"), 0);
+    server_->Stop();
+    EXPECT_TRUE(server_->CutConnections());
+    EXPECT_EQ(events_->Count("started up"), 1);
+    EXPECT_TRUE(events_->WaitFor("cleaned up", 1));
 }
 
 TEST_F(ServerTest, TwoHundredConnectionsAtOnce) {

@@ -1,10 +1,21 @@
 // What the Windows files of app/ supply, as far as portable tests need it natively.
 #include <cstdint>
+#include <cstdlib>
+#include <new>
 
 #include "app/clock.h"
 #include "app/encoding.h"
+#include "app/large_buffer.h"
 
 namespace harbinet {
+
+void* AllocatePages(std::size_t bytes) {
+    void* const memory = std::calloc(1, bytes);
+    if (!memory) throw std::bad_alloc();
+    return memory;
+}
+
+void FreePages(void* memory) noexcept { std::free(memory); }
 
 LocalTime SystemLocalTime() { return {2026, 1, 5, 9, 7, 3, 42}; }
 
