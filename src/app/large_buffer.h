@@ -27,6 +27,7 @@ public:
     template <typename U>
     explicit LargeBufferAllocator(const LargeBufferAllocator<U>&) {}
 
+    // NOLINTBEGIN(readability-identifier-naming): the names that containers call.
     T* allocate(std::size_t count) {
         const std::size_t bytes = count * sizeof(T);
         return static_cast<T*>(bytes < kLargeBufferBytes ? ::operator new(bytes)
@@ -47,6 +48,7 @@ public:
     void construct(U* element) noexcept {
         ::new (static_cast<void*>(element)) U;
     }
+    // NOLINTEND(readability-identifier-naming)
 
     friend bool operator==(const LargeBufferAllocator&, const LargeBufferAllocator&) {
         return true;

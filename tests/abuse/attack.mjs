@@ -98,9 +98,9 @@ export async function settled() {
   return last;
 }
 
-// Nothing stays but memory that the heap keeps for reuse after its first flood; that this does not grow from flood to
-// flood is a test of its own.
-export async function assertReturnedTo(before, { megabytes = 80 } = {}) {
+// Nothing stays but the small blocks that the heap keeps for reuse after its first flood; that this does not grow from
+// flood to flood is a test of its own.
+export async function assertReturnedTo(before, { megabytes = 40 } = {}) {
   const after = await settled();
   const story = `${JSON.stringify(before)} became ${JSON.stringify(after)}`;
   console.log(`# resources: ${story}`);

@@ -18,12 +18,14 @@ struct ConnectionDeleter {
 };
 
 // One wait for the program: a test must end even when the program does so first.
-constexpr DWORD kReceiveMilliseconds = 10'000;
+constexpr DWORD kWaitMilliseconds = 10'000;
 
 UniqueSocket Connect(int port) {
     UniqueSocket socket(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
-    setsockopt(socket.Get(), SOL_SOCKET, SO_RCVTIMEO,
-               reinterpret_cast<const char*>(&kReceiveMilliseconds), sizeof kReceiveMilliseconds);
+    for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+        setsockopt(socket.Get(), SOL_SOCKET, option,
+                   reinterpret_cast<const char*>(&kWaitMilliseconds), sizeof kWaitMilliseconds);
+    }
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<u_short>(port));

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -17,8 +18,10 @@ namespace harbinet::test {
 namespace {
 
 constexpr int kRuns = 50;
-constexpr int kTransfers = 6;
+constexpr int kDownloads = 4;
+constexpr int kUploads = 2;
 constexpr int kIdleConnections = 14;
+constexpr std::size_t kFileBytes = 64'000'000;
 
 UniqueSocket ConnectWithoutAWord() {
     UniqueSocket client(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
@@ -30,25 +33,40 @@ UniqueSocket ConnectWithoutAWord() {
     return client;
 }
 
+std::string UploadRequest(const std::string& name, const std::string& cookie) {
+    const std::string body = "--x\r\nContent-Disposition: form-data; name=\"f\"; filename=\"" +
+                             name + "\"\r\n\r\n" + std::string(kFileBytes, 'u') + "\r\n--x--\r\n";
+    return "POST /upload?path= HTTP/1.1\r\nHost: localhost\r\nCookie: " + cookie +
+           "\r\nContent-Type: multipart/form-data; boundary=x\r\nContent-Length: " +
+           std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
 TEST(LeaveTest, IsCleanInEveryRunWhileTwentyConnectionsAreOpen) {
-    const std::filesystem::path big = std::filesystem::path(DataFolder()) / "files" / "big.bin";
+    const std::filesystem::path folder = std::filesystem::path(DataFolder()) / "files";
+    const std::filesystem::path big = folder / "big.bin";
     for (int run = 0; run < kRuns; ++run) {
         Program program;
         ASSERT_TRUE(program.WaitUntilListening()) << "run " << run;
-        if (run == 0) std::ofstream(big, std::ios::binary) << std::string(64'000'000, 'x');
+        if (run == 0) std::ofstream(big, std::ios::binary) << std::string(kFileBytes, 'x');
         const std::string cookie = LogIn(ExpectedPort(), WideToUtf8(program.Pin()));
         ASSERT_NE(cookie, "") << "run " << run;
         std::vector<UniqueSocket> idle;
         for (int i = 0; i < kIdleConnections; ++i) idle.push_back(ConnectWithoutAWord());
         std::vector<std::jthread> transfers;
-        for (int i = 0; i < kTransfers; ++i) {
+        for (int i = 0; i < kDownloads; ++i) {
             transfers.emplace_back(
                 [&cookie] { Get(ExpectedPort(), "/download?path=big.bin", cookie); });
         }
-        ASSERT_TRUE(WaitUntil([&] { return program.CountLog(L"DL      " + big.wstring()) > 0; }));
+        for (int i = 0; i < kUploads; ++i) {
+            transfers.emplace_back([&cookie, i] {
+                Exchange(ExpectedPort(), UploadRequest("up" + std::to_string(i), cookie));
+            });
+        }
+        ASSERT_TRUE(program.WaitForLog(L"DL      " + big.wstring())) << "run " << run;
+        ASSERT_TRUE(program.WaitForLog(L"UPLOAD  " + (folder / "up0").wstring())) << "run " << run;
         ASSERT_EQ(program.Close(), 0U) << "run " << run;
     }
-    std::filesystem::remove(big);
+    for (const char* name : {"big.bin", "up0", "up1"}) std::filesystem::remove(folder / name);
 }
 
 }  // namespace

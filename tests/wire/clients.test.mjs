@@ -39,9 +39,15 @@ describe("curl", () => {
     }
   });
   test("that does not know the certificate ends the handshake, and the log says so", async () => {
-    const refused = run("curl", ["--silent", `${origin}/api/status`]);
-    await assert.rejects(refused, { code: 60 });
-    await assertLogged(/^TLS: error:[0-9A-F]+:.*alert unknown ca/);
+    const alert = /^TLS: error:[0-9A-F]+:.*alert unknown ca/;
+    const isLogged = async () => (await settledMessages()).some((text) => alert.test(text));
+    // curl closes with bytes unread: its reset may overtake the alert, and then there is none to log.
+    for (let attempt = 0; attempt < 10; attempt += 1) {
+      const refused = run("curl", ["--silent", `${origin}/api/status`]);
+      await assert.rejects(refused, { code: 60 });
+      if (await isLogged()) break;
+    }
+    await assertLogged(alert);
     await assertLogged("TLS     handshake failed");
   });
   test("logs in and keeps the cookie in a jar", async () => {
