@@ -118,8 +118,18 @@ UniqueKernelHandle StartProcess(const std::wstring& arguments, DWORD& id) {
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process)) {
+    const auto start = [&] {
+        return CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                              &startup, &process) != 0;
+    };
+    // Once in some hundred starts the system gives up on a process before its first instruction,
+    // with this error. It says nothing about the program.
+    bool is_started = start();
+    for (int again = 0; !is_started && GetLastError() == ERROR_INTERNAL_ERROR && again < 3;
+         ++again) {
+        is_started = start();
+    }
+    if (!is_started) {
         ADD_FAILURE() << "the program cannot be started: error " << GetLastError();
         return {};
     }

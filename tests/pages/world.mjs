@@ -120,7 +120,7 @@ export function rootNames(folder = "") {
 function watch(page, problems, dialogs) {
   page.on("console", (message) => {
     if (message.type() === "error") {
-      problems.push(`console: ${message.text()}`);
+      problems.push(`console: ${message.text()} ${message.location().url}`);
     }
   });
   page.on("pageerror", (error) => problems.push(`thrown: ${error.message}`));

@@ -56,10 +56,18 @@ int wmain() {
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process{};
-    if (!CreateProcessAsUserW(token.Get(), nullptr, command_line.data(), nullptr, nullptr, TRUE, 0,
-                              nullptr, nullptr, &startup, &process)) {
-        return Failure("CreateProcessAsUserW");
+    const auto start = [&] {
+        return CreateProcessAsUserW(token.Get(), nullptr, command_line.data(), nullptr, nullptr,
+                                    TRUE, 0, nullptr, nullptr, &startup, &process) != 0;
+    };
+    // Once in some hundred starts the system gives up on a process before its first instruction,
+    // with this error.
+    bool is_started = start();
+    for (int again = 0; !is_started && GetLastError() == ERROR_INTERNAL_ERROR && again < 3;
+         ++again) {
+        is_started = start();
     }
+    if (!is_started) return Failure("CreateProcessAsUserW");
     const harbinet::UniqueKernelHandle handle(process.hProcess);
     CloseHandle(process.hThread);
     WaitForSingleObject(handle.Get(), INFINITE);
