@@ -13,7 +13,7 @@ using std::chrono::milliseconds;
 
 // A deadline may be overrun by this much; it saves a system call before most receives.
 constexpr milliseconds kDeadlineSlack{100};
-constexpr std::size_t kDrainBufferBytes = 64 * 1024;
+constexpr std::size_t kDrainBufferBytes = 32 * 1024;
 
 int ClampToInt(std::size_t size) {
     return static_cast<int>(
