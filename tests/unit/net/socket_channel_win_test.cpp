@@ -31,7 +31,10 @@ public:
     }
     int Receive(SOCKET socket, char* buffer, int size) override {
         calls.push_back("receive");
-        if (endless) return size;
+        if (endless) {
+            endless_bytes += size;
+            return size;
+        }
         return Fails("receive") ? SOCKET_ERROR : SocketCalls::Receive(socket, buffer, size);
     }
     int Send(SOCKET socket, const char* bytes, int size) override {
@@ -58,6 +61,7 @@ public:
     int receive_timeouts = 0;
     int send_options = 0;
     bool endless = false;
+    int endless_bytes = 0;
     int wait_result = 0;
     timeval waited{};
 
@@ -206,7 +210,7 @@ TEST_F(SocketChannelTest, AClientThatSendsALotIsCutOffAfter64MiB) {
     SocketChannel channel = Make({.drain = milliseconds(5000)});
     calls_.endless = true;
     channel.Close();
-    EXPECT_EQ(std::count(calls_.calls.begin(), calls_.calls.end(), "receive"), 1024);
+    EXPECT_EQ(calls_.endless_bytes, 64 * 1024 * 1024);
     EXPECT_EQ(calls_.calls.back(), "close");
 }
 
