@@ -13,9 +13,11 @@ function(harbinet_add_library name)
   set(include_dir ${CMAKE_BINARY_DIR}/include/${name})
   file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR}
     ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+  # Relative, so that the same sources compile to the same texts in whatever folder they lie.
+  file(RELATIVE_PATH way_to_headers ${include_dir}/${name} ${CMAKE_CURRENT_SOURCE_DIR})
   foreach(header IN LISTS headers)
     file(CONFIGURE OUTPUT ${include_dir}/${name}/${header}
-      CONTENT "#include \"${CMAKE_CURRENT_SOURCE_DIR}/${header}\"\n" @ONLY)
+      CONTENT "#include \"${way_to_headers}/${header}\"\n" @ONLY)
   endforeach()
 
   if(NOT sources)
