@@ -3,32 +3,12 @@
 // lock, does no I/O and logs nothing. Thread-safe.
 #pragma once
 
-#include <mutex>
 #include <utility>
 
+#include "app/mutex.h"
 #include "app/thread_annotations.h"
 
 namespace harbinet {
-
-class CAPABILITY("mutex") Mutex {
-public:
-    void Lock() ACQUIRE() { mutex_.lock(); }
-    void Unlock() RELEASE() { mutex_.unlock(); }
-
-private:
-    std::mutex mutex_;
-};
-
-class SCOPED_CAPABILITY MutexLock {
-public:
-    explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.Lock(); }
-    ~MutexLock() RELEASE() { mutex_.Unlock(); }
-    MutexLock(const MutexLock&) = delete;
-    MutexLock& operator=(const MutexLock&) = delete;
-
-private:
-    Mutex& mutex_;
-};
 
 template <typename T>
 class Guarded {

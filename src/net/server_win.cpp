@@ -58,8 +58,6 @@ bool IsAdmin() {
            CheckTokenMembership(nullptr, administrators, &is_member) && is_member;
 }
 
-void StartDetached(std::function<void()> run) { std::thread(std::move(run)).detach(); }
-
 int ServerPort() { return IsAdmin() ? kAdministratorPort : kUserPort; }
 
 Server::Server(EventLog& log, ServerState& state, Callbacks callbacks, int port, SocketCalls& calls)

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "app/event_log.h"
+#include "net/detached_thread_win.h"
 #include "net/open_connections_win.h"
 #include "net/socket_win.h"
 
@@ -23,10 +24,6 @@ bool IsAdmin();
 
 // The port the server takes: 443 as administrator, else 8443.
 int ServerPort();
-
-// Runs the function on a thread of its own that nobody waits for. Throws std::system_error when the
-// system has no thread left.
-void StartDetached(std::function<void()> run);
 
 // What the rest of the program reads of the server. Connection threads may read it after the Server
 // is gone, so it has an owner of its own. Written by the server only.

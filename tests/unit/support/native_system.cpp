@@ -6,8 +6,13 @@
 #include "app/clock.h"
 #include "app/encoding.h"
 #include "app/large_buffer.h"
+#include "app/mutex.h"
 
 namespace harbinet {
+
+void Mutex::Lock() noexcept { state_.lock(); }
+
+void Mutex::Unlock() noexcept { state_.unlock(); }
 
 void* AllocatePages(std::size_t bytes) {
     void* const memory = std::calloc(1, bytes);
