@@ -1,8 +1,8 @@
 # harbinet_add_library(NAME [PORTABLE file...] [WINDOWS file...] [LINK target...] [WINDOWS_LINK lib...])
 #
-# One folder of src/ is one static library, harbinet_NAME. Its headers are reached as "NAME/header.h", and only by
-# targets that link it: each library has an include folder of its own, filled with forwarding headers, so an include
-# against the direction of the arrows does not compile.
+# One folder of src/ is one static library: harbinet_NAME, and harbinet_OUTER_INNER for the folder OUTER/INNER. Its
+# headers are reached as "NAME/header.h", and only by targets that link it: each library has an include folder of its
+# own, filled with forwarding headers, so an include against the direction of the arrows does not compile.
 function(harbinet_add_library name)
   cmake_parse_arguments(ARG "" "" "PORTABLE;WINDOWS;LINK;WINDOWS_LINK" ${ARGN})
   set(sources ${ARG_PORTABLE})
@@ -10,7 +10,8 @@ function(harbinet_add_library name)
     list(APPEND sources ${ARG_WINDOWS})
   endif()
 
-  set(include_dir ${CMAKE_BINARY_DIR}/include/${name})
+  string(REPLACE "/" "_" target ${name})
+  set(include_dir ${CMAKE_BINARY_DIR}/include/${target})
   file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR}
     ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
   # Relative, so that the same sources compile to the same texts in whatever folder they lie.
@@ -21,21 +22,21 @@ function(harbinet_add_library name)
   endforeach()
 
   if(NOT sources)
-    add_library(harbinet_${name} INTERFACE)
-    target_include_directories(harbinet_${name} INTERFACE ${include_dir})
-    target_link_libraries(harbinet_${name} INTERFACE ${ARG_LINK})
+    add_library(harbinet_${target} INTERFACE)
+    target_include_directories(harbinet_${target} INTERFACE ${include_dir})
+    target_link_libraries(harbinet_${target} INTERFACE ${ARG_LINK})
     return()
   endif()
-  add_library(harbinet_${name} STATIC ${sources})
-  target_include_directories(harbinet_${name} PUBLIC ${include_dir})
-  target_link_libraries(harbinet_${name} PRIVATE harbinet_flags PUBLIC ${ARG_LINK})
+  add_library(harbinet_${target} STATIC ${sources})
+  target_include_directories(harbinet_${target} PUBLIC ${include_dir})
+  target_link_libraries(harbinet_${target} PRIVATE harbinet_flags PUBLIC ${ARG_LINK})
   if(WIN32)
-    target_link_libraries(harbinet_${name} PUBLIC ${ARG_WINDOWS_LINK})
+    target_link_libraries(harbinet_${target} PUBLIC ${ARG_WINDOWS_LINK})
   endif()
 endfunction()
 
 # harbinet_add_unit_tests(NAME [PORTABLE file...] [WINDOWS file...] [LINK target...])
-# One GoogleTest program, harbinet_NAME_tests. Portable tests run natively and under Windows.
+# One GoogleTest program, harbinet_NAME_tests ("_" for "/"). Portable tests run natively and under Windows.
 function(harbinet_add_unit_tests name)
   cmake_parse_arguments(ARG "" "" "PORTABLE;WINDOWS;LINK" ${ARGN})
   set(sources ${ARG_PORTABLE})
@@ -45,9 +46,10 @@ function(harbinet_add_unit_tests name)
   if(NOT sources)
     return()
   endif()
-  add_executable(harbinet_${name}_tests ${sources})
-  target_link_libraries(harbinet_${name}_tests PRIVATE harbinet_flags harbinet_test_support
-    harbinet_${name} ${ARG_LINK} GTest::gmock_main)
-  add_test(NAME unit_${name} COMMAND harbinet_${name}_tests)
-  set_property(GLOBAL APPEND PROPERTY HARBINET_UNIT_TESTS harbinet_${name}_tests)
+  string(REPLACE "/" "_" target ${name})
+  add_executable(harbinet_${target}_tests ${sources})
+  target_link_libraries(harbinet_${target}_tests PRIVATE harbinet_flags harbinet_test_support
+    harbinet_${target} ${ARG_LINK} GTest::gmock_main)
+  add_test(NAME unit_${target} COMMAND harbinet_${target}_tests)
+  set_property(GLOBAL APPEND PROPERTY HARBINET_UNIT_TESTS harbinet_${target}_tests)
 endfunction()

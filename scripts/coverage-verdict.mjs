@@ -4,7 +4,7 @@ import path from "node:path";
 
 const [summaryFile, root, minimum] = process.argv.slice(2);
 const { data } = JSON.parse(fs.readFileSync(summaryFile, "utf8"));
-const judged = new Set(["src/http", "src/auth", "src/files"]);
+const judged = new Set(["src/http", "src/auth", "src/files", "src/files/shares", "src/files/zip"]);
 const files = data[0].files
   .map(({ filename, summary }) => ({ name: path.relative(root, filename), ...summary }))
   .map((file) => ({ ...file, folder: path.dirname(file.name) }))
@@ -12,10 +12,10 @@ const files = data[0].files
 
 // Lines that no test reaches, and why. The number is exact: one more is a gap, one fewer makes the entry untrue.
 const unreached = {
-  "src/files/crc32.cpp": { lines: 22, reason: "the compiler makes the tables" },
-  "src/files/multipart.cpp": { lines: 1, reason: "stands behind a switch over every state" },
-  "src/files/zip.cpp": { lines: 2, reason: "counted for the failure of the assertion above them" },
-  "src/files/zip_download.cpp": { lines: 2, reason: "needs a finished archive of 4 GiB in memory" },
+  "src/http/multipart.cpp": { lines: 1, reason: "stands behind a switch over every state" },
+  "src/files/zip/crc32.cpp": { lines: 22, reason: "the compiler makes the tables" },
+  "src/files/zip/archive.cpp": { lines: 2, reason: "counted for the failure of the assertion above them" },
+  "src/files/zip/zip_download.cpp": { lines: 2, reason: "needs a finished archive of 4 GiB in memory" },
 };
 
 let passed = 0;

@@ -18,7 +18,7 @@
 #include "auth/ban_table.h"
 #include "auth/credentials.h"
 #include "auth/login.h"
-#include "files/file_service.h"
+#include "files/shares/share_service.h"
 #include "http/connection_win.h"
 #include "net/address_query_win.h"
 #include "net/addresses.h"
@@ -94,7 +94,7 @@ private:
     TlsContext tls_context_{log_};
     ServerState server_state_;
     const RouteServices route_services_{
-        .files = {SystemFiles(), web_root_, shares_, log_},
+        .files = {{SystemFiles(), web_root_, log_}, shares_},
         .login = login_,
         .credentials = credentials_,
         .status = [this] {

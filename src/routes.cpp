@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "files/zip/zip_download.h"
 #include "http/response.h"
 #include "web/pages.h"
 
@@ -34,6 +35,10 @@ RouteTable BuildRoutes(const RouteServices& services) {
     const auto file = [&services](void (*serve)(const FileServices&, Exchange&)) -> RequestHandler {
         return [&services, serve](Exchange& exchange) { serve(services.files, exchange); };
     };
+    const auto link =
+        [&services](void (*serve)(const ShareServices&, Exchange&)) -> RequestHandler {
+        return [&services, serve](Exchange& exchange) { serve(services.files, exchange); };
+    };
     const auto own = [&services](void (*serve)(const RouteServices&, Exchange&)) -> RequestHandler {
         return [&services, serve](Exchange& exchange) { serve(services, exchange); };
     };
@@ -49,14 +54,14 @@ RouteTable BuildRoutes(const RouteServices& services) {
     // one character more than "/d/".
     return RouteTable{
         {
-            {kGet, kPrefix, "/s/", 3, kPublic, file(ServeFileLink)},
+            {kGet, kPrefix, "/s/", 3, kPublic, link(ServeFileLink)},
             {kGet, kExact, "/api/status", 0, kPublic, own(ServeStatus)},
             {kGet, kExact, "/", 0, kPublic, own(ServeStartPage)},
             {kPost, kExact, "/api/login", 0, kPublic, login(&LoginService::Login)},
             {kGet, kPrefix, "/d/", 3, kPublic, folder_link},
-            {kPost, kPrefix, "/d/", 4, kPublic, file(ServeFolderLinkPost)},
+            {kPost, kPrefix, "/d/", 4, kPublic, link(ServeFolderLinkPost)},
             {kGet, kExact, "/auto", 0, kPublic, login(&LoginService::AutoLogin)},
-            {kGet, kExact, "/api/share", 0, kSession, file(ServeCreateShareLink)},
+            {kGet, kExact, "/api/share", 0, kSession, link(ServeCreateShareLink)},
             {kGet, kExact, "/api/list", 0, kSession, file(ServeListing)},
             {kGet, kExact, "/download", 0, kSession, file(ServeDownload)},
             {kPost, kExact, "/upload", 0, kSession, file(ServeUpload)},

@@ -3,7 +3,7 @@
 
 #include "auth/credentials.h"
 #include "auth/login.h"
-#include "files/file_service.h"
+#include "files/shares/share_service.h"
 #include "http/router.h"
 
 namespace harbinet {
@@ -17,7 +17,7 @@ struct ServerStatus {
 // What the handlers work with. All of it lives as long as the process: connection threads may
 // outlive the window.
 struct RouteServices {
-    FileServices files;
+    ShareServices files;
     LoginService& login;
     Credentials& credentials;
     std::function<ServerStatus()> status;

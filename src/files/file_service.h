@@ -1,13 +1,10 @@
-// The file endpoints below the web root and behind share links, as handlers for the route table.
-// Each runs on its connection's own thread, writes its whole reply and logs what it did.
+// The file endpoints below the web root, as handlers for the route table. Each runs on its
+// connection's own thread, writes its whole reply and logs what it did.
 #pragma once
-
-#include <string_view>
 
 #include "app/event_log.h"
 #include "app/web_root.h"
 #include "files/file_system.h"
-#include "files/share_table.h"
 #include "http/router.h"
 
 namespace harbinet {
@@ -16,7 +13,6 @@ namespace harbinet {
 struct FileServices {
     FileSystem& files;
     const WebRoot& web_root;
-    ShareTable& shares;
     EventLog& log;
 };
 
@@ -28,12 +24,5 @@ void ServeMakeFolder(const FileServices& services, Exchange& exchange);
 void ServeRemoveFolder(const FileServices& services, Exchange& exchange);
 void ServeDelete(const FileServices& services, Exchange& exchange);
 void ServeDeleteMany(const FileServices& services, Exchange& exchange);
-void ServeZip(const FileServices& services, Exchange& exchange);
-void ServeCreateShareLink(const FileServices& services, Exchange& exchange);
-
-// For everyone who holds a link. `page` is the shared folder page.
-void ServeFileLink(const FileServices& services, Exchange& exchange);
-void ServeFolderLinkGet(const FileServices& services, std::string_view page, Exchange& exchange);
-void ServeFolderLinkPost(const FileServices& services, Exchange& exchange);
 
 }  // namespace harbinet

@@ -5,12 +5,12 @@
 #include <optional>
 
 #include "app/encoding.h"
-#include "files/ascii_case.h"
 #include "files/folder_changes.h"
-#include "files/multipart.h"
 #include "files/names.h"
 #include "files/request_fields.h"
 #include "files/web_path.h"
+#include "http/ascii_case.h"
+#include "http/multipart.h"
 
 namespace harbinet {
 namespace {
@@ -58,11 +58,6 @@ std::optional<std::string_view> BoundaryOf(std::string_view content_type) {
 }
 
 }  // namespace
-
-bool IsChunkedRequest(const HeaderList& headers) {
-    return FindIgnoringCase(GetHeader(headers, "transfer-encoding"), "chunked") !=
-           std::string_view::npos;
-}
 
 std::wstring StoredFileName(std::string_view name) {
     constexpr std::wstring_view kReplaced = L"\"*/:<>?\\|";

@@ -13,8 +13,6 @@ namespace harbinet {
 
 inline constexpr std::size_t kUploadReadBytes = 65'536;
 
-bool IsChunkedRequest(const HeaderList& headers);
-
 // The name under which a file of the form is stored: characters that cannot be part of one name
 // become underscores; "file.bin" when nothing is left.
 std::wstring StoredFileName(std::string_view name);

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <optional>
 
+#include "http/ascii_case.h"
+
 namespace harbinet {
 namespace {
 
@@ -152,6 +154,11 @@ std::string ReadExact(Stream& stream, std::uint64_t count) {
 std::uint64_t ContentLength(const HeaderList& headers) {
     const std::string value(GetHeader(headers, "content-length"));
     return std::strtoull(value.c_str(), nullptr, 10);
+}
+
+bool IsChunkedRequest(const HeaderList& headers) {
+    return FindIgnoringCase(GetHeader(headers, "transfer-encoding"), "chunked") !=
+           std::string_view::npos;
 }
 
 void ReadBody(Stream& stream, HttpRequest& request, std::uint64_t max_bytes) {

@@ -55,6 +55,9 @@ std::string ReadExact(Stream& stream, std::uint64_t count);
 // The "content-length" header as strtoull reads it; 0 when it is absent.
 std::uint64_t ContentLength(const HeaderList& headers);
 
+// True when the sender means to send its body in chunks, of unknown length.
+bool IsChunkedRequest(const HeaderList& headers);
+
 // Appends to request.body what the content-length still promises, but lets the body grow to at most
 // `max_bytes`.
 void ReadBody(Stream& stream, HttpRequest& request, std::uint64_t max_bytes);

@@ -4,7 +4,7 @@
 #include "app/event_log.h"
 #include "app/web_root.h"
 #include "auth/credentials.h"
-#include "files/share_table.h"
+#include "files/shares/share_table.h"
 #include "net/addresses.h"
 #include "net/server_win.h"
 #include "net/tls_context.h"

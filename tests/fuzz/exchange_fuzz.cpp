@@ -121,7 +121,7 @@ private:
     Credentials credentials_{random_, TestWallSeconds};
     BanTable bans_;
     LoginService login_{credentials_, bans_, log_, TestWallSeconds};
-    const RouteServices services_{{files_, web_root_, shares_, log_}, login_, credentials_, [] {
+    const RouteServices services_{{{files_, web_root_, log_}, shares_}, login_, credentials_, [] {
                                       return ServerStatus{true, 8443};
                                   }};
     RouteTable table_ = BuildRoutes(services_);

@@ -3,8 +3,8 @@
 #include <utility>
 #include <vector>
 
-#include "files/multipart.h"
 #include "fuzz_input.h"
+#include "http/multipart.h"
 
 namespace harbinet::test {
 namespace {

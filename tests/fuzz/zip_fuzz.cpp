@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "files/crc32.h"
-#include "files/zip.h"
+#include "files/zip/archive.h"
+#include "files/zip/crc32.h"
 #include "fuzz_input.h"
 
 namespace harbinet::test {

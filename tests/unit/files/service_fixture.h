@@ -9,27 +9,16 @@
 
 #include "files/file_service.h"
 #include "support/fake_file_system.h"
-#include "support/fake_random.h"
 #include "support/fake_stream.h"
 #include "support/reply_text.h"
-#include "support/test_clock.h"
 
 namespace harbinet::test {
 
 inline LocalTime FixedLocalTime() { return {2026, 1, 5, 9, 7, 3, 42}; }
 
-// Stands for SHA-256 where only the length matters: 32 bytes that depend on the text's end, where
-// the nonce is.
-inline std::string FakeSha256(std::string_view text) {
-    return std::string(text.substr(text.size() - 32));
-}
-
 class FileServiceTest : public ::testing::Test {
 protected:
-    FileServiceTest() {
-        wall_seconds = 1'000'000;
-        files.AddFolder(L"D:\\Share");
-    }
+    FileServiceTest() { files.AddFolder(L"D:\\Share"); }
 
     // Runs `handler` on a request for `target` whose body has been announced and arrives as far as
     // `sent` says. The whole reply without its date
@@ -85,10 +74,8 @@ protected:
 
     FakeFileSystem files;
     WebRoot web_root{L"D:\\Share"};
-    FakeRandom random;
-    ShareTable shares{random, FakeSha256, TestWallSeconds};
     EventLog log{FixedLocalTime};
-    FileServices services{files, web_root, shares, log};
+    FileServices services{files, web_root, log};
 };
 
 }  // namespace harbinet::test

@@ -246,13 +246,5 @@ TEST(StoredFileNameTest, CharactersThatCannotBeInAFileNameBecomeUnderscores) {
     for (const auto& c : kCases) EXPECT_EQ(StoredFileName(c.name), c.stored) << c.name;
 }
 
-TEST(ChunkedRequestTest, TheWordCountsAnywhereInTheHeaderInAnyCase) {
-    EXPECT_TRUE(IsChunkedRequest({{"transfer-encoding", "chunked"}}));
-    EXPECT_TRUE(IsChunkedRequest({{"transfer-encoding", "gzip, ChUnKeD"}}));
-    EXPECT_FALSE(IsChunkedRequest({{"transfer-encoding", "identity"}}));
-    EXPECT_FALSE(IsChunkedRequest({{"content-encoding", "chunked"}}));
-    EXPECT_FALSE(IsChunkedRequest({}));
-}
-
 }  // namespace
 }  // namespace harbinet

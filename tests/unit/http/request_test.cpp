@@ -416,5 +416,13 @@ TEST(ReadBodyTest, AppendsWhatIsStillPromisedUpToTheLimit) {
     }
 }
 
+TEST(ChunkedRequestTest, TheWordCountsAnywhereInTheHeaderInAnyCase) {
+    EXPECT_TRUE(IsChunkedRequest({{"transfer-encoding", "chunked"}}));
+    EXPECT_TRUE(IsChunkedRequest({{"transfer-encoding", "gzip, ChUnKeD"}}));
+    EXPECT_FALSE(IsChunkedRequest({{"transfer-encoding", "identity"}}));
+    EXPECT_FALSE(IsChunkedRequest({{"content-encoding", "chunked"}}));
+    EXPECT_FALSE(IsChunkedRequest({}));
+}
+
 }  // namespace
 }  // namespace harbinet

@@ -47,7 +47,7 @@ protected:
     LoginService login_{credentials_, bans_, log_, FixedSeconds};
     ServerStatus status_;
     RouteServices services_{
-        {files_, web_root_, shares_, log_}, login_, credentials_, [this] { return status_; }};
+        {{files_, web_root_, log_}, shares_}, login_, credentials_, [this] { return status_; }};
     RouteTable table_ = BuildRoutes(services_);
 };
 

@@ -6,11 +6,11 @@
 
 #include "app/encoding.h"
 #include "files/download.h"
-#include "files/file_service.h"
 #include "files/listing.h"
 #include "files/names.h"
 #include "files/request_fields.h"
-#include "files/share_link_replies.h"
+#include "files/shares/share_link_replies.h"
+#include "files/shares/share_service.h"
 #include "files/upload.h"
 #include "files/web_path.h"
 #include "http/json.h"
@@ -30,17 +30,17 @@ FolderLink SplitFolderLink(std::string_view path) {
     return {rest.substr(0, slash), rest.substr(slash)};
 }
 
-std::optional<ShareEntry> FindFolder(const FileServices& services, std::string_view token) {
+std::optional<ShareEntry> FindFolder(const ShareServices& services, std::string_view token) {
     auto entry = services.shares.LookupShareLink(token);
     if (entry && !entry->is_directory) entry.reset();
     return entry;
 }
 
-std::wstring ResolveFolder(const FileServices& services, const ShareEntry& entry) {
+std::wstring ResolveFolder(const ShareServices& services, const ShareEntry& entry) {
     return ResolveWebPath(services.files, services.web_root.Get(), entry.relative_path);
 }
 
-void ListSharedFolder(const FileServices& services, Exchange& exchange, const ShareEntry& entry) {
+void ListSharedFolder(const ShareServices& services, Exchange& exchange, const ShareEntry& entry) {
     const std::wstring folder = ResolveFolder(services, entry);
     if (folder.empty()) return SendPlainError(exchange.stream, 404, "Not Found");
     const auto body = ListDirectoryJson(services.files, folder, ListedEntries::kFilesOnly);
@@ -51,7 +51,7 @@ void ListSharedFolder(const FileServices& services, Exchange& exchange, const Sh
     SendOkBytes(exchange.stream, kJsonType, *body);
 }
 
-void DownloadFromSharedFolder(const FileServices& services, Exchange& exchange,
+void DownloadFromSharedFolder(const ShareServices& services, Exchange& exchange,
                               const ShareEntry& entry) {
     Stream& stream = exchange.stream;
     const std::wstring name = WideQueryParam(exchange.request, "name");
@@ -71,7 +71,7 @@ void RefuseDelete(Stream& stream, int status, std::string_view reason, std::stri
     SendResponse(stream, status, reason, kJsonType, JsonError(message));
 }
 
-void DeleteFromSharedFolder(const FileServices& services, Exchange& exchange,
+void DeleteFromSharedFolder(const ShareServices& services, Exchange& exchange,
                             const ShareEntry& entry) {
     Stream& stream = exchange.stream;
     ReadJsonBody(exchange);
@@ -104,14 +104,14 @@ constexpr UploadReplies kSharedFolderReplies{
     .refuse = RefuseUpload,
 };
 
-void UploadToSharedFolder(const FileServices& services, Exchange& exchange,
+void UploadToSharedFolder(const ShareServices& services, Exchange& exchange,
                           const ShareEntry& entry) {
     UploadInto(services, exchange, entry.relative_path, kSharedFolderReplies);
 }
 
 struct FolderAction {
     std::string_view sub_path;
-    void (*serve)(const FileServices& services, Exchange& exchange, const ShareEntry& entry);
+    void (*serve)(const ShareServices& services, Exchange& exchange, const ShareEntry& entry);
 };
 
 constexpr FolderAction kGetActions[] = {
@@ -124,7 +124,7 @@ constexpr FolderAction kPostActions[] = {
     {"/upload", UploadToSharedFolder},
 };
 
-void ServeAction(std::span<const FolderAction> actions, const FileServices& services,
+void ServeAction(std::span<const FolderAction> actions, const ShareServices& services,
                  Exchange& exchange, std::string_view sub_path, const ShareEntry& entry) {
     for (const FolderAction& action : actions) {
         if (action.sub_path == sub_path) return action.serve(services, exchange, entry);
@@ -134,7 +134,7 @@ void ServeAction(std::span<const FolderAction> actions, const FileServices& serv
 
 }  // namespace
 
-void ServeFolderLinkGet(const FileServices& services, std::string_view page, Exchange& exchange) {
+void ServeFolderLinkGet(const ShareServices& services, std::string_view page, Exchange& exchange) {
     const FolderLink link = SplitFolderLink(exchange.request.path);
     const auto entry = FindFolder(services, link.token);
     if (!entry) return SendLinkGone(exchange.stream);
@@ -144,7 +144,7 @@ void ServeFolderLinkGet(const FileServices& services, std::string_view page, Exc
     ServeAction(kGetActions, services, exchange, link.sub_path, *entry);
 }
 
-void ServeFolderLinkPost(const FileServices& services, Exchange& exchange) {
+void ServeFolderLinkPost(const ShareServices& services, Exchange& exchange) {
     const FolderLink link = SplitFolderLink(exchange.request.path);
     const auto entry = FindFolder(services, link.token);
     if (!entry) return SendLinkGone(exchange.stream);

@@ -1,4 +1,4 @@
-#include "files/stream_window.h"
+#include "http/stream_window.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "files/share_table.h"
+#include "files/shares/share_table.h"
 
 #include <span>
 

@@ -1,4 +1,4 @@
-#include "files/crc32.h"
+#include "files/zip/crc32.h"
 
 #include <gtest/gtest.h>
 

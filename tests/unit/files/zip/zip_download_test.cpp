@@ -1,5 +1,7 @@
+#include "files/zip/zip_download.h"
+
 #include "files/service_fixture.h"
-#include "files/zip.h"
+#include "files/zip/archive.h"
 
 namespace harbinet {
 namespace {

@@ -3,10 +3,10 @@
 
 #include "app/encoding.h"
 #include "files/download.h"
-#include "files/file_service.h"
 #include "files/names.h"
 #include "files/request_fields.h"
-#include "files/share_link_replies.h"
+#include "files/shares/share_link_replies.h"
+#include "files/shares/share_service.h"
 #include "files/web_path.h"
 #include "http/json.h"
 #include "http/response.h"
@@ -32,7 +32,7 @@ void SendLinkGone(Stream& stream) {
     SendResponse(stream, 410, "Gone", kTextType, "Link expired or invalid");
 }
 
-void ServeCreateShareLink(const FileServices& services, Exchange& exchange) {
+void ServeCreateShareLink(const ShareServices& services, Exchange& exchange) {
     const std::wstring relative = NormalizeRelPath(WideQueryParam(exchange.request, "path"));
     const std::wstring path = ResolveWebPath(services.files, services.web_root.Get(), relative);
     if (path.empty()) return ReplyError(exchange.stream, 400, "Invalid path");
@@ -44,7 +44,7 @@ void ServeCreateShareLink(const FileServices& services, Exchange& exchange) {
     ReplyOk(exchange.stream, LinkMembers(exchange.request, token, *is_directory));
 }
 
-void ServeFileLink(const FileServices& services, Exchange& exchange) {
+void ServeFileLink(const ShareServices& services, Exchange& exchange) {
     Stream& stream = exchange.stream;
     const std::string_view token =
         std::string_view(exchange.request.path).substr(kFileLinkPrefix.size());

@@ -1,4 +1,4 @@
-#include "files/zip.h"
+#include "files/zip/archive.h"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "app/large_buffer.h"
-#include "files/crc32.h"
+#include "files/zip/crc32.h"
 
 namespace harbinet {
 namespace {

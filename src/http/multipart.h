@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "files/stream_window.h"
+#include "http/stream_window.h"
 
 namespace harbinet {
 

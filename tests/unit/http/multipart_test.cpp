@@ -1,4 +1,4 @@
-#include "files/multipart.h"
+#include "http/multipart.h"
 
 #include <gtest/gtest.h>
 

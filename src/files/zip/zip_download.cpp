@@ -1,12 +1,13 @@
+#include "files/zip/zip_download.h"
+
 #include <string>
 #include <vector>
 
 #include "app/encoding.h"
-#include "files/file_service.h"
 #include "files/names.h"
 #include "files/request_fields.h"
 #include "files/web_path.h"
-#include "files/zip.h"
+#include "files/zip/archive.h"
 #include "http/json.h"
 #include "http/response.h"
 

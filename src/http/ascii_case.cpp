@@ -1,4 +1,4 @@
-#include "files/ascii_case.h"
+#include "http/ascii_case.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "files/service_fixture.h"
+#include "files/shares/share_fixture.h"
 
 namespace harbinet {
 namespace {
@@ -8,7 +8,7 @@ using test::FileCall;
 using test::wall_seconds;
 using Lines = std::vector<std::wstring>;
 
-class SharedFolderTest : public test::FileServiceTest {
+class SharedFolderTest : public test::ShareServiceTest {
 protected:
     SharedFolderTest() {
         files.AddFolder(L"D:\\Share\\docs");
@@ -19,14 +19,16 @@ protected:
     }
 
     std::string Get(const std::string& target) {
-        return Serve([](const FileServices& s, Exchange& e) { ServeFolderLinkGet(s, "<page>", e); },
+        return Serve(WithLinks([](const ShareServices& s, Exchange& e) {
+                         ServeFolderLinkGet(s, "<page>", e);
+                     }),
                      target);
     }
     std::string Delete(std::string body) {
-        return Post(ServeFolderLinkPost, link_ + "/api/delete", std::move(body));
+        return Post(WithLinks(ServeFolderLinkPost), link_ + "/api/delete", std::move(body));
     }
     std::string Upload(HeaderList headers, const std::string& body = {}) {
-        return Serve(ServeFolderLinkPost, link_ + "/upload", std::move(headers), body);
+        return Serve(WithLinks(ServeFolderLinkPost), link_ + "/upload", std::move(headers), body);
     }
     std::string UploadForm(const std::string& body) {
         return Upload({{"content-type", "multipart/form-data; boundary=B"},
@@ -53,7 +55,8 @@ TEST_F(SharedFolderTest, OtherSubPathsAreNotFound) {
         EXPECT_EQ(Get(link_ + sub_path), kNotFound) << sub_path;
     }
     for (const char* sub_path : {"", "/", "/api/list", "/download", "/upload/", "/x"}) {
-        EXPECT_EQ(Post(ServeFolderLinkPost, link_ + sub_path, ""), kNotFound) << sub_path;
+        EXPECT_EQ(Post(WithLinks(ServeFolderLinkPost), link_ + sub_path, ""), kNotFound)
+            << sub_path;
     }
 }
 
@@ -65,7 +68,8 @@ TEST_F(SharedFolderTest, TheTokenIsTestedBeforeTheSubPath) {
             EXPECT_EQ(Get(link + sub_path), kGone) << link << sub_path;
         }
         for (const char* sub_path : {"/api/delete", "/upload", "/x", ""}) {
-            EXPECT_EQ(Post(ServeFolderLinkPost, link + sub_path, ""), kGone) << link << sub_path;
+            EXPECT_EQ(Post(WithLinks(ServeFolderLinkPost), link + sub_path, ""), kGone)
+                << link << sub_path;
         }
     }
 }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "app/unique_handle_win.h"
-#include "files/share_table.h"
+#include "files/shares/share_table.h"
 
 namespace harbinet {
 namespace {

@@ -1,8 +1,8 @@
-#include "files/multipart.h"
+#include "http/multipart.h"
 
 #include <algorithm>
 
-#include "files/ascii_case.h"
+#include "http/ascii_case.h"
 
 namespace harbinet {
 namespace {

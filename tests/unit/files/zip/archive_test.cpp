@@ -1,4 +1,4 @@
-#include "files/zip.h"
+#include "files/zip/archive.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "files/service_fixture.h"
+#include "files/shares/share_fixture.h"
 
 namespace harbinet {
 namespace {
@@ -7,7 +7,7 @@ using test::FileCall;
 using test::wall_seconds;
 using Lines = std::vector<std::wstring>;
 
-class ShareLinksTest : public test::FileServiceTest {
+class ShareLinksTest : public test::ShareServiceTest {
 protected:
     ShareLinksTest() {
         files.AddFolder(L"D:\\Share\\docs");
@@ -15,9 +15,12 @@ protected:
     }
 
     std::string Create(std::string_view query, HeaderList headers = {{"host", "pc:8443"}}) {
-        return Serve(ServeCreateShareLink, "/api/share" + std::string(query), std::move(headers));
+        return Serve(WithLinks(ServeCreateShareLink), "/api/share" + std::string(query),
+                     std::move(headers));
     }
-    std::string Use(const std::string& token) { return Serve(ServeFileLink, "/s/" + token); }
+    std::string Use(const std::string& token) {
+        return Serve(WithLinks(ServeFileLink), "/s/" + token);
+    }
 
     const std::string kGone = Text("410 Gone", "Link expired or invalid");
     const std::string kNotFound = Text("404 Not Found", "Not Found");

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "app/random.h"
-#include "files/share_table.h"
+#include "files/shares/share_table.h"
 
 namespace harbinet {
 namespace {
