@@ -59,6 +59,9 @@ install_npm_packages() {
     printf '%s\n' "$wanted" >"$stamp"
 }
 
+# Who holds this lock may use the program's ports: one for each network namespace. See scripts/with-ports.
+ports_lock() { printf '%s/harbinet-ports-%s.lock\n' "${TMPDIR:-/tmp}" "$(stat -L -c %i /proc/self/ns/net)"; }
+
 # start_virtual_display FILE : starts a virtual screen of its own, sets DISPLAY and display_process. The screen's
 # number goes through FILE.
 start_virtual_display() {

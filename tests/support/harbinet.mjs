@@ -13,7 +13,6 @@ import {
   rmSync,
 } from "node:fs";
 import https from "node:https";
-import { tmpdir } from "node:os";
 import path from "node:path";
 import { createInterface } from "node:readline";
 import { setTimeout as delay } from "node:timers/promises";
@@ -94,15 +93,22 @@ function writeRegistry(prefix, key, values) {
   );
 }
 
-// One program at a time may listen on the fixed ports, whatever test process or working copy starts it.
+// Waits until no other test uses the program's ports; throws when something else does. The result gives them back.
 async function takePorts() {
-  const file = path.join(tmpdir(), "harbinet-ports.lock");
-  const holder = spawn("flock", [file, "sh", "-c", "echo held; exec cat >/dev/null"], {
-    stdio: ["pipe", "pipe", "inherit"],
-  });
-  await once(holder.stdout, "data");
+  const holder = spawn(
+    path.join(scripts, "with-ports"),
+    ["sh", "-c", "echo held; exec cat >/dev/null"],
+    { stdio: ["pipe", "pipe", "pipe"] },
+  );
+  let complaint = "";
+  holder.stderr.on("data", (data) => (complaint += data));
+  const ended = once(holder, "close");
+  const isHeld = await Promise.race([
+    once(holder.stdout, "data").then(() => true),
+    ended.then(() => false),
+  ]);
+  if (!isHeld) throw new Error(complaint.trim());
   return async () => {
-    const ended = once(holder, "exit");
     holder.stdin.end();
     await ended;
   };
