@@ -18,7 +18,9 @@ function readLayers() {
   return lines
     .filter((line) => line !== "" && !line.startsWith("#"))
     .map((line) => {
-      const [name, when, needs, network, command, shows] = line.split("|").map((cell) => cell.trim());
+      const [name, when, needs, network, command, shows] = line
+        .split("|")
+        .map((cell) => cell.trim());
       return { name, when, needs: needs === "-" ? [] : needs.split(","), network, command, shows };
     });
 }
@@ -69,7 +71,8 @@ const made = new Set();
 
 async function prepare(needs) {
   for (const need of needs.filter((one) => !made.has(one))) {
-    if ((await run(["scripts/prepare", need], ["ignore", "inherit", "inherit"])) !== 0) return false;
+    if ((await run(["scripts/prepare", need], ["ignore", "inherit", "inherit"])) !== 0)
+      return false;
     made.add(need);
   }
   return true;

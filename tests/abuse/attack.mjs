@@ -4,11 +4,10 @@ import assert from "node:assert/strict";
 import { spawn } from "node:child_process";
 import { once } from "node:events";
 import fs from "node:fs";
-import net from "node:net";
 import os from "node:os";
 import path from "node:path";
 
-import { delay, get, postLogin, program } from "../wire/support.mjs";
+import { delay, get, postLogin, program } from "../support/client.mjs";
 
 export const origin = `https://127.0.0.1:${program.port}`;
 
@@ -26,15 +25,6 @@ export async function runTool(name, args, { seconds = 120, codes = [0] } = {}) {
 
 export function scratchFolder() {
   return fs.mkdtempSync(path.join(os.tmpdir(), "abuse-"));
-}
-
-// Runs `work` for the numbers below `count`, `width` of them at a time.
-export async function parallel(count, width, work) {
-  let next = 0;
-  const lane = async () => {
-    while (next < count) await work(next++);
-  };
-  await Promise.all(Array.from({ length: width }, lane));
 }
 
 // Asks for the status and logs in, over and over from an address of its own, while `work` runs. Each of them must be
@@ -74,14 +64,6 @@ function assertAnswer(reply) {
   if (!reply.body.equals(Buffer.from('{"ok":true}'))) {
     assert.equal(`${reply.body}`, `{"running":true,"port":${program.port}}`);
   }
-}
-
-// A TCP connection that says nothing.
-export async function openIdle() {
-  const socket = net.connect(program.port, "127.0.0.1");
-  socket.on("error", () => {});
-  await once(socket, "connect");
-  return socket;
 }
 
 // What the program holds once the connections that just ended are gone.

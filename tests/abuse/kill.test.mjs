@@ -1,4 +1,5 @@
 // The program is ended from outside in the middle of an upload: the next start is a normal one.
+// @program own
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { once } from "node:events";
@@ -18,7 +19,7 @@ import {
   openTls,
   program,
   upload,
-} from "../wire/support.mjs";
+} from "../support/client.mjs";
 import { scratchFolder } from "./attack.mjs";
 
 const webRoot = scratchFolder();

@@ -6,7 +6,7 @@
 import assert from "node:assert/strict";
 import { describe, test } from "node:test";
 
-import { assertServed, freshFolder, login } from "../wire/support.mjs";
+import { assertServed, freshFolder, login } from "../support/client.mjs";
 import { assertReturnedTo, origin, runTool, settled } from "./attack.mjs";
 
 const cookie = await login();

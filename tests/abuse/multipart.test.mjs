@@ -14,7 +14,7 @@ import {
   freshFolder,
   login,
   upload,
-} from "../wire/support.mjs";
+} from "../support/client.mjs";
 
 // The suite is a script that runs its table at once: only the table is wanted.
 function suiteOfBusboy() {

@@ -12,13 +12,14 @@ import {
   freshFolder,
   get,
   login,
+  parallel,
   post,
   postJson,
   postLogin,
   program,
   upload,
-} from "../wire/support.mjs";
-import { assertReturnedTo, parallel, settled } from "./attack.mjs";
+} from "../support/client.mjs";
+import { assertReturnedTo, settled } from "./attack.mjs";
 
 const strings = createRequire(import.meta.url)("big-list-of-naughty-strings/blns.json");
 const cookie = await login();

@@ -9,15 +9,15 @@ import {
   eventually,
   freshFolder,
   login,
+  openIdle,
   openTls,
+  parallel,
   postLogin,
   program,
-} from "../wire/support.mjs";
+} from "../support/client.mjs";
 import {
   assertReturnedTo,
-  openIdle,
   origin,
-  parallel,
   runTool,
   scratchFolder,
   settled,
@@ -36,8 +36,18 @@ const kModes = [
   {
     // A window below the size of a certificate would slow down the tool's own handshakes, its probe's among them.
     what: "slow readers",
-    args: ["-X", "-u", `${origin}/download?path=slow/large.bin`, "-j", cookie]
-      .concat(["-w", "4096", "-y", "8192", "-n", "5", "-z", "32", "-k", "1"]),
+    args: ["-X", "-u", `${origin}/download?path=slow/large.bin`, "-j", cookie].concat([
+      "-w",
+      "4096",
+      "-y",
+      "8192",
+      "-n",
+      "5",
+      "-z",
+      "32",
+      "-k",
+      "1",
+    ]),
   },
 ];
 

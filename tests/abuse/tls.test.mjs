@@ -4,7 +4,7 @@ import fs from "node:fs";
 import path from "node:path";
 import { test } from "node:test";
 
-import { assertServed, program } from "../wire/support.mjs";
+import { assertServed, program } from "../support/client.mjs";
 import { runTool, scratchFolder } from "./attack.mjs";
 
 const target = `127.0.0.1:${program.port}`;

@@ -10,6 +10,9 @@ import { after, before, test } from "node:test";
 import { launchChromium } from "./chromium.mjs";
 import { startHarbinet, windowsPath } from "../support/harbinet.mjs";
 
+// A check of a file waits for the program: the browser tells of a click before the disk tells of the change.
+export { eventually } from "../support/eventually.mjs";
+
 export const DESKTOP = { viewport: { width: 1280, height: 800 } };
 export const PHONE = {
   viewport: { width: 390, height: 844 },
@@ -240,23 +243,6 @@ export async function waitForRows(page, names) {
     },
     [...names].sort(),
   );
-}
-
-// A check of a file waits for the program: the browser tells of a click before the disk tells of the change.
-export async function eventually(check, milliseconds = 10000) {
-  const end = Date.now() + milliseconds;
-  for (;;) {
-    try {
-      return await check();
-    } catch (error) {
-      if (Date.now() > end) {
-        throw error;
-      }
-      await new Promise((resolve) => {
-        setTimeout(resolve, 50);
-      });
-    }
-  }
 }
 
 export function transfer(page) {

@@ -58,6 +58,11 @@ export function hostPath(windows, prefix) {
   return /^z:/i.test(windows) ? rest : path.join(prefix, "drive_c", rest);
 }
 
+/** A line of the event log without its time stamp and the two blanks after it. */
+export function messageOf(line) {
+  return line.replace(/^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} {2}/, "");
+}
+
 async function run(program, args, options = {}) {
   const child = spawn(program, args, { stdio: "ignore", ...options });
   const [code] = await once(child, "exit");
@@ -240,9 +245,7 @@ export class Harbinet {
 
   /** The same lines without time stamp and its two blanks. */
   async messages() {
-    return (await this.log()).map((line) =>
-      line.replace(/^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} {2}/, ""),
-    );
+    return (await this.log()).map(messageOf);
   }
 
   /** The first message after the first `from` ones that fits (a text or a pattern); waits for it. */

@@ -17,7 +17,7 @@ import {
   post,
   postLogin,
   program,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const wrong = ["000000", "111111", "222222"].find(
   (text) => ![program.masterPin, program.pin].includes(text),

@@ -21,7 +21,7 @@ import {
   parseReply,
   postJson,
   upload,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 

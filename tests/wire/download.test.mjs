@@ -23,7 +23,7 @@ import {
   openTls,
   parseReply,
   program,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("download");

@@ -13,7 +13,7 @@ import {
   login,
   post,
   postJson,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("folders");

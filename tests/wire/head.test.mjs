@@ -23,7 +23,7 @@ import {
   postLogin,
   program,
   talk,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const running = `{"running":true,"port":${program.port}}`;

@@ -27,7 +27,7 @@ import {
   program,
   talk,
   upload,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("hostile");

@@ -14,24 +14,16 @@ import {
   login,
   multipart,
   openTls,
+  parallel,
   postJson,
   postLogin,
   program,
   upload,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("load");
 const digest = (bytes) => createHash("sha256").update(bytes).digest("hex");
-
-// Runs `work` for the numbers below `count`, `width` of them at a time.
-async function parallel(count, width, work) {
-  let next = 0;
-  const lane = async () => {
-    while (next < count) await work(next++);
-  };
-  await Promise.all(Array.from({ length: width }, lane));
-}
 
 describe("at once", () => {
   test("two clients upload, one downloads and one deletes", { timeout: 60_000 }, async () => {

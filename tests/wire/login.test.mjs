@@ -17,7 +17,7 @@ import {
   postLogin,
   program,
   talk,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const from = "127.0.0.40";
 const cookiePattern =

@@ -18,7 +18,7 @@ import {
   openTls,
   parseReply,
   upload,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("multipart");

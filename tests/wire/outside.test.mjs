@@ -16,7 +16,7 @@ import {
   postJson,
   program,
   upload,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("outside");

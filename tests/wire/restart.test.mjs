@@ -22,7 +22,7 @@ import {
   parseReply,
   postLogin,
   program,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("restart");

@@ -14,7 +14,7 @@ import {
   login,
   program,
   request,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const unknown = "ab".repeat(32);

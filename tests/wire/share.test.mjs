@@ -25,7 +25,7 @@ import {
   request,
   talk,
   upload,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("share");

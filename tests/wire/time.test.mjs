@@ -1,5 +1,6 @@
 // What ends after a time: bans, the memory of failures, sessions and share links. The program runs with a clock that
 // these tests move.
+// @program movable-clock
 import assert from "node:assert/strict";
 import { describe, test } from "node:test";
 
@@ -16,7 +17,7 @@ import {
   login,
   postLogin,
   program,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const wrong = program.pin === "000000" ? "111111" : "000000";
 const folder = freshFolder("time");

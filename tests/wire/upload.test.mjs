@@ -21,7 +21,7 @@ import {
   post,
   program,
   upload,
-} from "./support.mjs";
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("upload");

@@ -18,7 +18,7 @@ import {
   login,
   post,
   postJson,
-} from "./support.mjs";
+} from "../support/client.mjs";
 import { crc32, dosTime, readZip } from "./zip_reader.mjs";
 
 const cookie = await login();

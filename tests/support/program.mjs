@@ -5,8 +5,10 @@ import net from "node:net";
 import { once } from "node:events";
 import path from "node:path";
 
-const told = process.env.HARBINET_WIRE;
-if (!told) throw new Error("start the wire tests with tests/wire/run.mjs");
+import { cpuSecondsOf, resourcesOf, wineServerOf } from "./processes.mjs";
+
+const told = process.env.HARBINET_PROGRAM;
+if (!told) throw new Error("start these tests with tests/support/run.mjs");
 const facts = JSON.parse(told);
 let clockOffset = 0;
 
@@ -22,25 +24,7 @@ async function ask(...words) {
   return text;
 }
 
-// Wine's server keeps what the handles of all programs stand for, and is alone with this one program. Wine itself counts
-// no handles (GetProcessHandleCount gives 0).
-function findWineServer() {
-  const prefix = `WINEPREFIX=${path.dirname(facts.driveC)}`;
-  for (const id of fs.readdirSync("/proc").filter((name) => /^\d+$/.test(name))) {
-    try {
-      const isServer = /wineserver/.test(fs.readFileSync(`/proc/${id}/cmdline`, "utf8"));
-      const environment = isServer ? fs.readFileSync(`/proc/${id}/environ`, "utf8") : "";
-      if (environment.split("\0").includes(prefix)) return id;
-    } catch {
-      // It ended in between.
-    }
-  }
-  throw new Error("Wine's server was not found");
-}
-
 let wineServer;
-
-const statusOf = () => fs.readFileSync(`/proc/${facts.pid}/status`, "utf8");
 
 export const program = {
   // port, pin, masterPin; root and driveC as paths here, windowsRoot as the program writes it.
@@ -72,19 +56,10 @@ export const program = {
 
   // What the process holds.
   async resources() {
-    const status = statusOf();
-    wineServer ??= findWineServer();
-    return {
-      handles: fs.readdirSync(`/proc/${wineServer}/fd`).length,
-      threads: Number(/^Threads:\s+(\d+)/m.exec(status)[1]),
-      files: fs.readdirSync(`/proc/${facts.pid}/fd`).length,
-      residentMegabytes: Math.round(Number(/^VmRSS:\s+(\d+)/m.exec(status)[1]) / 1024),
-    };
+    wineServer ??= wineServerOf(path.dirname(facts.driveC));
+    return resourcesOf(facts.pid, wineServer);
   },
 
   // Processor time used since the start.
-  cpuSeconds() {
-    const fields = fs.readFileSync(`/proc/${facts.pid}/stat`, "utf8").split(") ")[1].split(" ");
-    return (Number(fields[11]) + Number(fields[12])) / 100;
-  },
+  cpuSeconds: () => cpuSecondsOf(`/proc/${facts.pid}`),
 };

@@ -1,5 +1,10 @@
 // run.mjs FOLDER [FILE...] : starts the program, runs the folder's tests (all, or the files named) one file after the
 // other, and ends with a line "N passed, N failed". Needs DISPLAY; see scripts/with-display.
+//
+// The files share one program, unless a comment line in a file's head asks for another:
+//
+//   // @program movable-clock    one whose clock the tests move, with program.advanceClock()
+//   // @program own              none: the file starts its own
 import { spawn } from "node:child_process";
 import { once } from "node:events";
 import fs from "node:fs";
@@ -8,10 +13,11 @@ import os from "node:os";
 import path from "node:path";
 import { fileURLToPath } from "node:url";
 
-import { hostPath, startHarbinet } from "../support/harbinet.mjs";
+import { hostPath, startHarbinet } from "./harbinet.mjs";
+import { processOf } from "./processes.mjs";
 
 const folder = path.resolve(process.argv[2]);
-const place = fs.mkdtempSync(path.join(os.tmpdir(), "wire-"));
+const place = fs.mkdtempSync(path.join(os.tmpdir(), "program-"));
 const kMasterPin = "739164";
 // A file of tests that takes longer hangs.
 const kFileSeconds = 600;
@@ -33,23 +39,6 @@ function movableClock(clockFile) {
 async function startWine({ prefix }) {
   const wine = fileURLToPath(new URL("../../scripts/wine", import.meta.url));
   await once(spawn(wine, [prefix, "cmd", "/c", "exit"], { stdio: "ignore" }), "exit");
-}
-
-// The process of the program itself, as this machine numbers it.
-function processOf(prefix) {
-  for (const id of fs.readdirSync("/proc").filter((name) => /^\d+$/.test(name))) {
-    try {
-      const words = fs.readFileSync(`/proc/${id}/cmdline`, "utf8").split("\0");
-      const environment = fs.readFileSync(`/proc/${id}/environ`, "utf8").split("\0");
-      const last = words.filter((word) => word !== "").at(-1) ?? "";
-      const isProgram =
-        /[\\/]Harbinet\.exe$/.test(last) && !/start_limited|scripts/.test(words.join());
-      if (isProgram && environment.includes(`WINEPREFIX=${prefix}`)) return Number(id);
-    } catch {
-      // It ended in between.
-    }
-  }
-  throw new Error("the program's process was not found");
 }
 
 // Lets the test files ask for the program's windows: one command on each connection.
@@ -88,7 +77,7 @@ async function factsOf(harbinet) {
 
 async function runFile(file, facts) {
   const child = spawn(process.execPath, ["--test-reporter=tap", path.join(folder, file)], {
-    env: { ...process.env, TZ: "UTC", HARBINET_WIRE: JSON.stringify(facts) },
+    env: { ...process.env, TZ: "UTC", HARBINET_PROGRAM: JSON.stringify(facts) },
     stdio: ["ignore", "pipe", "inherit"],
   });
   let output = "";
@@ -123,20 +112,22 @@ async function runTimed(file, facts) {
 async function printProgram(harbinet) {
   const kLines = 40;
   const lines = await harbinet.log().catch((error) => [error.message]);
-  console.log(lines.slice(-kLines).map((line) => `# log: ${line}`).join("\n"));
+  console.log(
+    lines
+      .slice(-kLines)
+      .map((line) => `# log: ${line}`)
+      .join("\n"),
+  );
   console.log(harbinet.errorOutput().slice(-4000));
 }
 
 // Runs `files` against one program. A program that does not end well counts as a failure.
-async function runAgainst(files, clockFile) {
+async function runAgainst(files, kind, clockFile) {
   const total = { passed: 0, failed: 0 };
   const env = { TZ: "UTC", ...(clockFile && movableClock(clockFile)) };
   const prepare = clockFile && startWine;
   const harbinet = await startHarbinet({ masterPin: kMasterPin, env, prepare });
-  const controlSocket = path.join(
-    place,
-    `control-${harbinet.port}-${clockFile ? "clock" : "plain"}`,
-  );
+  const controlSocket = path.join(place, `control-${kind}`);
   const control = await serveControl(harbinet, controlSocket);
   try {
     const facts = { ...(await factsOf(harbinet)), controlSocket, clockFile };
@@ -155,22 +146,38 @@ async function runAgainst(files, clockFile) {
   return total;
 }
 
+async function runAlone(files) {
+  const total = { passed: 0, failed: 0 };
+  for (const file of files) add(total, await runTimed(file, { port: 8443, masterPin: kMasterPin }));
+  return total;
+}
+
+// In the order in which they run.
+const kPrograms = {
+  shared: (files) => runAgainst(files, "shared"),
+  "movable-clock": (files) => runAgainst(files, "movable-clock", path.join(place, "clock")),
+  own: runAlone,
+};
+
+// What a file's head asks for.
+function programOf(file) {
+  const text = fs.readFileSync(path.join(folder, file), "utf8");
+  const asked = /^\/\/ @program (\S+)$/m.exec(text)?.[1] ?? "shared";
+  if (!(asked in kPrograms)) throw new Error(`${file}: there is no program "${asked}"`);
+  return asked;
+}
+
 const all = fs.readdirSync(folder).filter((name) => name.endsWith(".test.mjs"));
 const named = process.argv.slice(3).map((name) => path.basename(name));
-const chosen = named.length > 0 ? named : all;
-const kTimed = "time.test.mjs";
-// Starts programs of its own, because it kills them.
-const kOwn = "kill.test.mjs";
-const groups = [
-  [chosen.filter((name) => ![kTimed, kOwn].includes(name)).sort(), undefined],
-  [chosen.filter((name) => name === kTimed), path.join(place, "clock")],
-];
+const chosen = (named.length > 0 ? named : all)
+  .sort()
+  .map((file) => ({ file, asked: programOf(file) }));
 
 const sum = { passed: 0, failed: 0 };
-for (const [files, clockFile] of groups.filter(([list]) => list.length > 0)) {
-  add(sum, await runAgainst(files, clockFile));
+for (const [kind, runThem] of Object.entries(kPrograms)) {
+  const files = chosen.filter(({ asked }) => asked === kind).map(({ file }) => file);
+  if (files.length > 0) add(sum, await runThem(files));
 }
-if (chosen.includes(kOwn)) add(sum, await runTimed(kOwn, { port: 8443, masterPin: kMasterPin }));
 fs.rmSync(place, { recursive: true });
 console.log(`${sum.passed} passed, ${sum.failed} failed`);
 process.exitCode = sum.failed === 0 ? 0 : 1;

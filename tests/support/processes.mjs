@@ -1,0 +1,83 @@
+// The processes behind a program under Wine, as this machine numbers and counts them.
+import fs from "node:fs";
+
+const kTicksPerSecond = 100;
+
+export const processIds = () => fs.readdirSync("/proc").filter((name) => /^\d+$/.test(name));
+
+// The process of that prefix whose command line fits.
+function findProcess(prefix, fits) {
+  for (const id of processIds()) {
+    try {
+      const words = fs.readFileSync(`/proc/${id}/cmdline`, "utf8").split("\0");
+      if (!fits(words.filter((word) => word !== ""))) continue;
+      const environment = fs.readFileSync(`/proc/${id}/environ`, "utf8").split("\0");
+      if (environment.includes(`WINEPREFIX=${prefix}`)) return Number(id);
+    } catch {
+      // It ended in between.
+    }
+  }
+  return undefined;
+}
+
+// The process of the program itself.
+export function processOf(prefix) {
+  const found = findProcess(
+    prefix,
+    (words) =>
+      /[\\/]Harbinet\.exe$/.test(words.at(-1) ?? "") && !/start_limited|scripts/.test(words.join()),
+  );
+  if (found === undefined) throw new Error("the program's process was not found");
+  return found;
+}
+
+// Wine's server keeps what the handles of all programs stand for, and is alone with this one program. Wine itself counts
+// no handles (GetProcessHandleCount gives 0).
+export function wineServerOf(prefix) {
+  const found = findProcess(prefix, (words) => /wineserver/.test(words.join()));
+  if (found === undefined) throw new Error("Wine's server was not found");
+  return found;
+}
+
+// What the program holds: handles, threads, open files, and resident memory in MiB.
+export function resourcesOf(program, wineServer) {
+  const status = fs.readFileSync(`/proc/${program}/status`, "utf8");
+  return {
+    handles: fs.readdirSync(`/proc/${wineServer}/fd`).length,
+    threads: Number(/^Threads:\s+(\d+)/m.exec(status)[1]),
+    files: fs.readdirSync(`/proc/${program}/fd`).length,
+    residentMegabytes: Math.round(Number(/^VmRSS:\s+(\d+)/m.exec(status)[1]) / 1024),
+  };
+}
+
+// The fields of a process's or thread's "stat" from the third on: its state is field 0.
+const statFields = (folder) =>
+  fs.readFileSync(`${folder}/stat`, "utf8").split(") ").at(-1).split(" ");
+
+// Processor time in seconds, of all threads together or of one.
+export function cpuSecondsOf(folder) {
+  const fields = statFields(folder);
+  return (Number(fields[11]) + Number(fields[12])) / kTicksPerSecond;
+}
+
+// What one look at each thread shows: name, state, the system call it is in, and where in the kernel it waits.
+export function threadsOf(process) {
+  const threads = [];
+  for (const id of fs.readdirSync(`/proc/${process}/task`)) {
+    const folder = `/proc/${process}/task/${id}`;
+    const read = (name) => fs.readFileSync(`${folder}/${name}`, "utf8").trim();
+    try {
+      threads.push({
+        id: Number(id),
+        name: read("comm"),
+        state: statFields(folder)[0],
+        call: read("syscall").split(" ")[0],
+        waitsIn: read("wchan"),
+        cpuSeconds: cpuSecondsOf(folder),
+      });
+    } catch {
+      // It ended in between.
+    }
+  }
+  return threads;
+}
