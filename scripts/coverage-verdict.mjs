@@ -35,7 +35,10 @@ for (const folder of judged) {
   const branches = files.filter((file) => file.folder === folder).map((file) => file.branches);
   const sum = (key) => branches.reduce((total, branch) => total + branch[key], 0);
   const percent = (100 * sum("covered")) / sum("count");
-  judge(percent >= Number(minimum), `${folder}: ${percent.toFixed(1)} % of ${sum("count")} branches`);
+  judge(
+    percent >= Number(minimum),
+    `${folder}: ${percent.toFixed(1)} % of ${sum("count")} branches`,
+  );
 }
 console.log(`${passed} passed, ${failed} failed`);
 process.exitCode = failed === 0 && passed > 0 ? 0 : 1;

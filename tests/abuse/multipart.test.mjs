@@ -59,7 +59,11 @@ const kDifferent = {
     why: "the header block has no end, so the closing delimiter is inside it",
     error: kAborted,
   },
-  "Stopped mid-file #1": { why: "the begun file stays", files: { "1k_a.dat": "" }, error: kAborted },
+  "Stopped mid-file #1": {
+    why: "the begun file stays",
+    files: { "1k_a.dat": "" },
+    error: kAborted,
+  },
   "Stopped mid-file #2": {
     why: "the begun file stays, without bytes that might have begun a delimiter",
     files: { "1k_a.dat": "" },
@@ -88,7 +92,9 @@ function expectationOf(suiteCase) {
   const different = kDifferent[suiteCase.what];
   if (different) return { files: {}, ...different };
   const files = suiteCase.expected.filter(({ type }) => type === "file");
-  return { files: Object.fromEntries(files.map(({ info, data }) => [stored(info.filename), `${data}`])) };
+  return {
+    files: Object.fromEntries(files.map(({ info, data }) => [stored(info.filename), `${data}`])),
+  };
 }
 
 const cookie = await login();
@@ -106,7 +112,10 @@ describe("forms of a public parser suite", () => {
     const body = Buffer.concat(suiteCase.source.map((piece) => Buffer.from(piece)));
     // One TLS record for each byte, as far as the form is short enough for it.
     const piece = body.length < 4000 ? 1 : 997;
-    for (const [kind, how] of [["whole", {}], ["in pieces", { piece }]]) {
+    for (const [kind, how] of [
+      ["whole", {}],
+      ["in pieces", { piece }],
+    ]) {
       test(`${suiteCase.what}, ${kind}${why ? `: ${why}` : ""}`, async () => {
         const folder = freshFolder(`suite${index}-${kind.length}`);
         const options = { cookie, body, boundary: suiteCase.boundary, ...how };

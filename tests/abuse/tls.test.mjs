@@ -17,7 +17,8 @@ const kExpected = {
   cert_validityPeriod: "nobody but its user has to trust it, and a change would alarm the browser",
   cert_revocation: "nobody could revoke it",
   cert_serialNumberLen: "one issuer for each certificate, so 31 bits tell them apart",
-  cipherlist_AVERAGE: "OpenSSL's default list keeps CBC ciphers for TLS 1.2 clients that know no other",
+  cipherlist_AVERAGE:
+    "OpenSSL's default list keeps CBC ciphers for TLS 1.2 clients that know no other",
   LUCKY13: "follows from these ciphers; OpenSSL checks their padding in constant time",
   engine_problem: "about the scanner's own OpenSSL, not about the server",
 };
@@ -47,7 +48,9 @@ test("testssl finds nothing above the self-signed certificate", { timeout: 240_0
 // The attributes of every element of that name.
 function elements(xml, name) {
   return [...xml.matchAll(new RegExp(`<${name} ([^>]*)>`, "g"))].map(([, text]) =>
-    Object.fromEntries([...text.matchAll(/(\w+)="([^"]*)"/g)].map(([, key, value]) => [key, value])),
+    Object.fromEntries(
+      [...text.matchAll(/(\w+)="([^"]*)"/g)].map(([, key, value]) => [key, value]),
+    ),
   );
 }
 

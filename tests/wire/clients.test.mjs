@@ -9,7 +9,15 @@ import path from "node:path";
 import { after, describe, test } from "node:test";
 import { promisify } from "node:util";
 
-import { assertLogged, delay, encode, freshFolder, login, program, settledMessages } from "../support/client.mjs";
+import {
+  assertLogged,
+  delay,
+  encode,
+  freshFolder,
+  login,
+  program,
+  settledMessages,
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("clients");

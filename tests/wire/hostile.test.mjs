@@ -197,7 +197,8 @@ describe("names that are no UTF-8", () => {
     ["a code point that is too high", [0xf4, 0x90, 0x80, 0x80]],
   ];
   names.forEach(([name, bytes], index) => {
-    const text = (before, after) => Buffer.concat([before, bytes, after].map((x) => Buffer.from(x)));
+    const text = (before, after) =>
+      Buffer.concat([before, bytes, after].map((x) => Buffer.from(x)));
     test(`an upload named by ${name} is stored with replacement characters`, async () => {
       const { relative, names: stored } = freshFolder(`hostile/utf8-${index}`);
       const head = text('a; filename="', '.txt"');
@@ -210,7 +211,10 @@ describe("names that are no UTF-8", () => {
       const one = text('{"path":"hostile","name":"', '"}');
       const many = text('{"path":"hostile","names":["', '"]}');
       assertJsonError(await post("/api/delete", one, { cookie }), 400, "Failed to delete");
-      assertOk(await post("/api/delete_many", many, { cookie }), '{"ok":true,"deleted":0,"failed":1}');
+      assertOk(
+        await post("/api/delete_many", many, { cookie }),
+        '{"ok":true,"deleted":0,"failed":1}',
+      );
       assertJsonError(await post("/api/zip", many, { cookie }), 400, "No readable files to zip.");
     });
   });

@@ -4,7 +4,15 @@ import fs from "node:fs";
 import { describe, test } from "node:test";
 
 import { joinedPaths, refusedPaths } from "./paths.mjs";
-import { assertJsonError, assertOk, encode, freshFolder, get, login, program } from "../support/client.mjs";
+import {
+  assertJsonError,
+  assertOk,
+  encode,
+  freshFolder,
+  get,
+  login,
+  program,
+} from "../support/client.mjs";
 
 const cookie = await login();
 const folder = freshFolder("listing");
