@@ -8,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "app/ascii.h"
 #include "app/encoding.h"
 #include "app/master_pin.h"
 #include "app/paths_win.h"
@@ -131,8 +132,8 @@ Server::Callbacks Application::ServerCallbacks() {
 }
 
 void Application::PreparePaths() {
-    base_folder_ = LocalAppDataFolder() + L"\\Harbinet";
-    web_root_.Set(ReadSetting(kWebRootSetting).value_or(base_folder_ + L"\\files"));
+    base_folder_ = BaseDataFolderIn(LocalAppDataFolder());
+    web_root_.Set(ReadSetting(kWebRootSetting).value_or(DefaultWebRoot(base_folder_)));
     EnsureFolder(base_folder_);
     EnsureFolder(web_root_.Get());
 }

@@ -48,6 +48,4 @@ void EventLog::WriteToFile(std::wstring_view line) const {
     if (file) file << line << L"\r\n";
 }
 
-std::wstring WidenAscii(std::string_view ascii) { return {ascii.begin(), ascii.end()}; }
-
 }  // namespace harbinet

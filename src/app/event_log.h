@@ -53,7 +53,4 @@ private:
     std::atomic<LogObserver*> observer_{nullptr};
 };
 
-// An ASCII text (an address, a PIN, a number) as part of a log message or a label.
-std::wstring WidenAscii(std::string_view ascii);
-
 }  // namespace harbinet

@@ -16,10 +16,14 @@ std::wstring LocalAppDataFolder() {
     return folder;
 }
 
+std::wstring BaseDataFolderIn(const std::wstring& local_app_data) {
+    return local_app_data + L"\\Harbinet";
+}
+
 std::wstring BaseDataFolder() {
     const std::wstring local = LocalAppDataFolder();
     if (local.empty()) return {};
-    std::wstring folder = local + L"\\Harbinet";
+    std::wstring folder = BaseDataFolderIn(local);
     CreateDirectoryW(folder.c_str(), nullptr);
     return folder;
 }

@@ -9,7 +9,10 @@ namespace harbinet {
 // it.
 std::wstring LocalAppDataFolder();
 
-// LocalAppData + "\Harbinet", created (one level, errors ignored). Empty when the known folder
+// Where the base data folder lies in the LocalAppData folder.
+std::wstring BaseDataFolderIn(const std::wstring& local_app_data);
+
+// BaseDataFolderIn LocalAppData, created (one level, errors ignored). Empty when the known folder
 // cannot be had, so the certificate files are then looked for in the root of the current drive.
 std::wstring BaseDataFolder();
 

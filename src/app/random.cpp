@@ -3,8 +3,9 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <string_view>
 #include <vector>
+
+#include "app/ascii.h"
 
 namespace harbinet {
 
@@ -27,17 +28,6 @@ std::string RandomHexToken(RandomSource& source, std::size_t byte_count) {
         }
     }
     return HexDigits(bytes);
-}
-
-std::string HexDigits(std::span<const std::uint8_t> bytes) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (const std::uint8_t byte : bytes) {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 0x0F];
-    }
-    return text;
 }
 
 }  // namespace harbinet

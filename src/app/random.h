@@ -28,7 +28,4 @@ std::string RandomPin(RandomSource& source);
 // is the low byte of the tick count plus i, so that the program goes on.
 std::string RandomHexToken(RandomSource& source, std::size_t byte_count);
 
-// Lower-case hex, two digits a byte, high nibble first.
-std::string HexDigits(std::span<const std::uint8_t> bytes);
-
 }  // namespace harbinet

@@ -9,6 +9,11 @@
 
 namespace harbinet {
 
+// The folder that is published unless the user picks another one.
+inline std::wstring DefaultWebRoot(const std::wstring& base_folder) {
+    return base_folder + L"\\files";
+}
+
 class WebRoot {
 public:
     explicit WebRoot(std::wstring path = {})

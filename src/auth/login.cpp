@@ -1,5 +1,6 @@
 #include "auth/login.h"
 
+#include "app/ascii.h"
 #include "app/master_pin.h"
 #include "http/json.h"
 #include "http/response.h"

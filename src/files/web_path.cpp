@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <string_view>
 
+#include "app/ascii.h"
 #include "files/names.h"
 
 namespace harbinet {
 namespace {
-
-wchar_t LowerAscii(wchar_t c) {
-    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
-}
 
 bool StartsWithIgnoringCase(std::wstring_view text, std::wstring_view prefix) {
     return text.size() >= prefix.size() &&

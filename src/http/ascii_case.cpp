@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
+#include "app/ascii.h"
+
 namespace harbinet {
 
 std::size_t FindIgnoringCase(std::string_view text, std::string_view lower_case) {
-    const auto equal = [](char c, char lower) {
-        return (c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) == lower;
-    };
+    const auto equal = [](char c, char lower) { return LowerAscii(c) == lower; };
     const auto found =
         std::search(text.begin(), text.end(), lower_case.begin(), lower_case.end(), equal);
     return found == text.end() && !lower_case.empty()

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "app/ascii.h"
+#include "net/client_address.h"
 #include "net/openssl_errors.h"
 #include "net/socket_channel_win.h"
 #include "net/tls_stream.h"

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <optional>
 
+#include "app/ascii.h"
 #include "http/ascii_case.h"
 
 namespace harbinet {
@@ -33,15 +34,6 @@ std::string_view TakeWord(std::string_view& remaining) {
     const std::string_view word = remaining.substr(0, remaining.find_first_of(kSpace));
     remaining.remove_prefix(word.size());
     return word;
-}
-
-// ASCII only, whatever the process's locale is.
-std::string LowerCase(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return lower;
 }
 
 std::optional<unsigned> HexValue(char c) {
@@ -99,7 +91,7 @@ bool ParseHead(std::string_view head, HttpRequest& request) {
         if (colon == std::string_view::npos) continue;
         std::string_view value = line.substr(colon + 1);
         value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-        request.headers.emplace_back(LowerCase(line.substr(0, colon)), value);
+        request.headers.emplace_back(LowerAsciiText(std::string(line.substr(0, colon))), value);
     }
     return true;
 }

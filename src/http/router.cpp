@@ -71,10 +71,4 @@ void ServeRequest(Stream& stream, const std::string& client_ip, const RouteTable
     SendPlainError(stream, 404, "Not Found");
 }
 
-std::string_view WithoutMappedPrefix(std::string_view address) {
-    constexpr std::string_view kMappedPrefix = "::ffff:";
-    if (address.starts_with(kMappedPrefix)) address.remove_prefix(kMappedPrefix.size());
-    return address;
-}
-
 }  // namespace harbinet

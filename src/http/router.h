@@ -48,7 +48,4 @@ struct RouteTable {
 // through.
 void ServeRequest(Stream& stream, const std::string& client_ip, const RouteTable& table);
 
-// Drops the prefix of an IPv4-mapped IPv6 address: "::ffff:10.0.0.7" is the client 10.0.0.7.
-std::string_view WithoutMappedPrefix(std::string_view address);
-
 }  // namespace harbinet

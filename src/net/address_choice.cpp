@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <string_view>
+
+#include "app/ascii.h"
 
 namespace harbinet {
 namespace {
@@ -17,24 +18,15 @@ constexpr std::array<std::wstring_view, 25> kVirtualKeywords = {
     L"vmware",     L"hyper-v",       L"virtualbox",   L"ndis",    L"ppp",
 };
 
-constexpr std::wstring_view kIpv4Marker = L"| IPv4 ";
-
-std::wstring LowerCase(std::wstring text) {
-    for (wchar_t& c : text) {
-        if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c - L'A' + L'a');
-    }
-    return text;
-}
-
 bool HasVirtualKeyword(const std::wstring& name) {
-    const std::wstring lower = LowerCase(name);
+    const std::wstring lower = LowerAsciiText(name);
     return std::any_of(
         kVirtualKeywords.begin(), kVirtualKeywords.end(),
         [&lower](std::wstring_view keyword) { return lower.find(keyword) != std::wstring::npos; });
 }
 
 bool IsUsableIpv4(std::wstring_view text) {
-    return !text.empty() && text != L"0.0.0.0" && !text.starts_with(L"169.254.");
+    return !text.empty() && text != L"0.0.0.0" && !text.starts_with(kLinkLocalPrefix);
 }
 
 const Adapter* FindUpAdapter(const std::vector<Adapter>& adapters, std::uint64_t luid) {
@@ -95,7 +87,9 @@ std::vector<std::wstring> AddressLines(const std::vector<Adapter>& adapters) {
         for (const UnicastAddress& address : adapter.addresses) {
             if (address.text.empty()) continue;
             const bool is_ipv4 = address.family == UnicastAddress::Family::kIpv4;
-            std::wstring line = name + (is_ipv4 ? L" | IPv4 " : L" | IPv6 ") + address.text;
+            std::wstring line = name + L' ';
+            line += is_ipv4 ? kIpv4Marker : kIpv6Marker;
+            line += address.text;
             if (!is_ipv4 && address.scope_id != 0) line += L"%" + std::to_wstring(address.scope_id);
             lines.push_back(std::move(line));
         }

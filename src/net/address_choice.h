@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace harbinet {
@@ -39,6 +40,13 @@ struct Route {
     bool is_ipv4 = true;
 };
 
+// Addresses of adapters that found no network.
+inline constexpr std::wstring_view kLinkLocalPrefix = L"169.254.";
+
+// What stands before the address in each line of AddressLines.
+inline constexpr std::wstring_view kIpv4Marker = L"| IPv4 ";
+inline constexpr std::wstring_view kIpv6Marker = L"| IPv6 ";
+
 bool IsVpnOrVirtual(const Adapter& adapter);
 
 // The first IPv4 address that is neither 0.0.0.0 nor link-local; empty when there is none.
@@ -48,8 +56,7 @@ std::wstring FirstUsableIpv4(const Adapter& adapter);
 // one before a VPN; lower metrics first. Empty when no default route leads to an address.
 std::wstring ChooseAddress(std::vector<Route> routes, const std::vector<Adapter>& adapters);
 
-// One line per address of each adapter that is up and no loopback: name, " | IPv4 " or " | IPv6 ",
-// address.
+// One line per address of each adapter that is up and no loopback: name, blank, marker, address.
 std::vector<std::wstring> AddressLines(const std::vector<Adapter>& adapters);
 
 // The distinct usable IPv4 addresses in `address_lines`, sorted as texts.

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "app/ascii.h"
 #include "net/openssl_errors.h"
 #include "net/openssl_init.h"
 #include "net/openssl_ptr.h"
@@ -129,11 +130,8 @@ std::string RecordedAddress(const std::filesystem::path& path) {
 }
 
 bool EqualIgnoringCase(std::string_view left, std::string_view right) {
-    const auto lower = [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    };
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [lower](char a, char b) { return lower(a) == lower(b); });
+                      [](char a, char b) { return LowerAscii(a) == LowerAscii(b); });
 }
 
 bool IsReusable(const CertificateFiles& files, const std::string& address) {

@@ -50,16 +50,6 @@ void ReleaseUnusedStack() {
 
 }  // namespace
 
-bool IsAdmin() {
-    alignas(SID) BYTE administrators[SECURITY_MAX_SID_SIZE];
-    DWORD size = sizeof administrators;
-    BOOL is_member = FALSE;
-    return CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &size) &&
-           CheckTokenMembership(nullptr, administrators, &is_member) && is_member;
-}
-
-int ServerPort() { return IsAdmin() ? kAdministratorPort : kUserPort; }
-
 Server::Server(EventLog& log, ServerState& state, Callbacks callbacks, int port, SocketCalls& calls)
     : log_(log), state_(state), callbacks_(std::move(callbacks)), port_(port), calls_(calls) {}
 

@@ -8,22 +8,14 @@
 #include <memory>
 #include <thread>
 
+#include "app/administrator_win.h"
 #include "app/event_log.h"
 #include "net/detached_thread_win.h"
 #include "net/open_connections_win.h"
+#include "net/ports.h"
 #include "net/socket_win.h"
 
 namespace harbinet {
-
-inline constexpr int kAdministratorPort = 443;
-inline constexpr int kUserPort = 8443;
-
-// True when the caller's token is a member of the built-in Administrators group; under UAC, only
-// when elevated.
-bool IsAdmin();
-
-// The port the server takes: 443 as administrator, else 8443.
-int ServerPort();
 
 // What the rest of the program reads of the server. Connection threads may read it after the Server
 // is gone, so it has an owner of its own. Written by the server only.
@@ -50,7 +42,7 @@ public:
     };
 
     // `port` is a parameter so that tests need not fight over one.
-    Server(EventLog& log, ServerState& state, Callbacks callbacks, int port = ServerPort(),
+    Server(EventLog& log, ServerState& state, Callbacks callbacks, int port = ServerPort(IsAdmin()),
            SocketCalls& calls = SystemSocketCalls());
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;

@@ -2,7 +2,7 @@
 
 #include <shlobj.h>
 
-#include "net/server_win.h"
+#include "app/administrator_win.h"
 #include "ui/drive_mapping.h"
 
 namespace harbinet {

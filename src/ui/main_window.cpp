@@ -1,7 +1,10 @@
 #include "ui/main_window.h"
 
+#include "app/administrator_win.h"
+#include "app/ascii.h"
 #include "app/encoding.h"
 #include "app/paths_win.h"
+#include "net/certificate.h"
 #include "ui/address_box.h"
 #include "ui/autostart.h"
 #include "ui/main_painting.h"
@@ -197,7 +200,11 @@ StatusSnapshot MainWindow::ReadStatus() const {
     status.pin = WidenAscii(services_.credentials.CurrentPin());
     status.drive = drive_.Drive();
     status.web_root = services_.web_root.Get();
-    status.base_folder = BaseDataFolder();
+    const std::wstring base_folder = BaseDataFolder();
+    const CertificateFiles certificate_files = CertificateFilesIn(base_folder);
+    status.certificate_file = certificate_files.certificate.wstring();
+    status.key_file = certificate_files.key.wstring();
+    status.default_web_root = DefaultWebRoot(base_folder);
     status.address_lines = services_.addresses.AddressList();
     return status;
 }

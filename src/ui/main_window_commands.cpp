@@ -2,8 +2,11 @@
 #include <optional>
 #include <string>
 
+#include "app/administrator_win.h"
+#include "app/ascii.h"
 #include "app/encoding.h"
 #include "app/master_pin.h"
+#include "app/paths_win.h"
 #include "app/settings_win.h"
 #include "ui/address_box.h"
 #include "ui/autostart.h"
@@ -111,7 +114,7 @@ void MainWindow::PickWebRoot() {
     if (const auto path = PickFolder(Handle(), L"Select Web Root Folder")) ChangeWebRoot(*path);
 }
 
-void MainWindow::ResetWebRoot() { ChangeWebRoot(DefaultWebRoot()); }
+void MainWindow::ResetWebRoot() { ChangeWebRoot(DefaultWebRoot(BaseDataFolder())); }
 
 void MainWindow::ChangeWebRoot(const std::wstring& path) {
     if (ApplyWebRoot(services_, drive_, path)) RefreshStatus();

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <iterator>
 
+#include "net/address_choice.h"
+#include "net/ports.h"
+
 namespace harbinet {
 namespace {
 
@@ -26,6 +29,11 @@ std::wstring OrDash(std::wstring_view value) {
     return std::wstring(value.empty() ? std::wstring_view(L"-") : value);
 }
 
+std::wstring AdministratorValue(bool is_administrator) {
+    const std::wstring port = L"(port " + std::to_wstring(ServerPort(is_administrator));
+    return is_administrator ? L"yes " + port + L" - No drive possible!)" : L"no " + port + L")";
+}
+
 // The addresses of one family, each on its own line.
 std::wstring AddressBlock(const std::vector<std::wstring>& lines, std::wstring_view marker,
                           std::wstring_view left_out_prefix) {
@@ -43,14 +51,13 @@ std::wstring AddressBlock(const std::vector<std::wstring>& lines, std::wstring_v
 }  // namespace
 
 int ShownPort(int listening_port, bool is_administrator) {
-    if (listening_port != 0) return listening_port;
-    return is_administrator ? 443 : 8443;
+    return listening_port != 0 ? listening_port : ServerPort(is_administrator);
 }
 
 std::wstring ServerAddress(std::wstring_view host, int port) {
     std::wstring address = L"https://";
     address += host;
-    if (port != 443) address += L":" + std::to_wstring(port);
+    if (port != kAdministratorPort) address += L":" + std::to_wstring(port);
     return address;
 }
 
@@ -77,23 +84,21 @@ std::wstring BuildStatusText(const StatusSnapshot& status) {
     text += Line(L"IP:                      ", OrDash(status.host));
     text += Line(L"Port:                   ",
                  status.port != 0 ? std::to_wstring(status.port) : std::wstring(L"-"));
-    text +=
-        Line(L"Admin:               ",
-             status.is_administrator ? L"yes (port 443 - No drive possible!)" : L"no (port 8443)");
+    text += Line(L"Admin:               ", AdministratorValue(status.is_administrator));
     text += Line(L"TLS:                    ", status.tls_loaded ? L"enabled" : L"not loaded");
-    text += Line(L"   Cert:                ", status.base_folder + L"\\server.crt");
-    text += Line(L"   Key:                 ", status.base_folder + L"\\server.key");
+    text += Line(L"   Cert:                ", status.certificate_file);
+    text += Line(L"   Key:                 ", status.key_file);
     text += Line(L"WEB Root:          ", status.web_root);
-    text += Line(L"WEB Root (D):     ", status.base_folder + L"\\files");
+    text += Line(L"WEB Root (D):     ", status.default_web_root);
     text += kLineEnd;
     text += kCredit;
     text += Line(L"IPv4 Addresses:", {});
     text += Line(std::wstring(29, L'-'), {});
-    text += AddressBlock(status.address_lines, L"| IPv4 ", L"169.254.");
+    text += AddressBlock(status.address_lines, kIpv4Marker, kLinkLocalPrefix);
     text += kLineEnd;
     text += Line(L"IPv6 Addresses:", {});
     text += Line(std::wstring(48, L'-'), {});
-    text += AddressBlock(status.address_lines, L"| IPv6 ", {});
+    text += AddressBlock(status.address_lines, kIpv6Marker, {});
     return text;
 }
 

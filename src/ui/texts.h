@@ -20,7 +20,9 @@ struct StatusSnapshot {
     std::wstring pin;
     std::wstring drive;  // "W:", or empty when nothing is mapped
     std::wstring web_root;
-    std::wstring base_folder;
+    std::wstring certificate_file;
+    std::wstring key_file;
+    std::wstring default_web_root;
     std::vector<std::wstring> address_lines;  // name, " | IPv4 " or " | IPv6 ", address
 };
 

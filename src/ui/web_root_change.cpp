@@ -21,6 +21,4 @@ bool ApplyWebRoot(DesktopServices& services, DriveMapping& drive, const std::wst
     return true;
 }
 
-std::wstring DefaultWebRoot() { return BaseDataFolder() + L"\\files"; }
-
 }  // namespace harbinet

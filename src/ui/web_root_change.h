@@ -12,7 +12,4 @@ namespace harbinet {
 // False, with nothing changed, for an empty path. The caller shows the new status.
 bool ApplyWebRoot(DesktopServices& services, DriveMapping& drive, const std::wstring& path);
 
-// The folder that is published unless the user picks another one.
-std::wstring DefaultWebRoot();
-
 }  // namespace harbinet

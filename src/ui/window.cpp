@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "app/ascii.h"
+
 namespace harbinet {
 
 Window::~Window() {

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "app/administrator_win.h"
 #include "app/paths_win.h"
 #include "app/settings_win.h"
-#include "net/server_win.h"
 
 namespace harbinet::test {
 namespace {

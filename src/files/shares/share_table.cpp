@@ -2,6 +2,7 @@
 
 #include <span>
 
+#include "app/ascii.h"
 #include "app/encoding.h"
 #include "files/names.h"
 

@@ -15,6 +15,11 @@ TEST(WebRootTest, KeepsThePathExactlyAsSet) {
     EXPECT_EQ(root.Get(), L"E:\\");
 }
 
+TEST(WebRootTest, TheDefaultIsTheFolderFilesInTheBaseDataFolder) {
+    EXPECT_EQ(DefaultWebRoot(L"C:\\Data\\Harbinet"), L"C:\\Data\\Harbinet\\files");
+    EXPECT_EQ(DefaultWebRoot(L""), L"\\files");
+}
+
 TEST(WebRootTest, ReadersSeeOneWholeValueWhileItIsReplaced) {
     const std::wstring first(300, L'a');
     const std::wstring second(400, L'b');

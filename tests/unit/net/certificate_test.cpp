@@ -8,6 +8,7 @@
 #include <ctime>
 #include <set>
 
+#include "app/ascii.h"
 #include "net/net_fixtures.h"
 #include "net/openssl_ptr.h"
 

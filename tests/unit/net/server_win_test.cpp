@@ -423,7 +423,5 @@ TEST_F(ServerTest, AConnectionThatGetsNoThreadEndsTheProcess) {
         "system_error");
 }
 
-TEST(ServerPortTest, DependsOnTheRightsAlone) { EXPECT_EQ(ServerPort(), IsAdmin() ? 443 : 8443); }
-
 }  // namespace
 }  // namespace harbinet

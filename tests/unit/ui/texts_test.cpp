@@ -14,7 +14,9 @@ StatusSnapshot Running() {
     status.pin = L"012345";
     status.drive = L"W:";
     status.web_root = L"D:\\Photos";
-    status.base_folder = L"C:\\Users\\Ann\\AppData\\Local\\Harbinet";
+    status.certificate_file = L"C:\\Users\\Ann\\AppData\\Local\\Harbinet\\server.crt";
+    status.key_file = L"C:\\Users\\Ann\\AppData\\Local\\Harbinet\\server.key";
+    status.default_web_root = L"C:\\Users\\Ann\\AppData\\Local\\Harbinet\\files";
     status.address_lines = {L"Ethernet | IPv4 192.168.1.20", L"Ethernet | IPv6 fe80::1%7",
                             L"Wi-Fi | IPv4 169.254.10.1",    L"Wi-Fi | IPv6 fd00::2",
                             L"Wi-Fi | IPv4 10.0.0.7",        L"Odd",

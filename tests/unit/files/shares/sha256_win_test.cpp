@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "app/ascii.h"
 #include "app/random.h"
 #include "files/shares/share_table.h"
 
