@@ -66,6 +66,14 @@ function assertAnswer(reply) {
   }
 }
 
+// Keeps as many processor cores busy until the result is called.
+export function keepBusy(cores) {
+  const loops = Array.from({ length: cores }, () =>
+    spawn("sh", ["-c", "while :; do :; done"], { stdio: "ignore" }),
+  );
+  return () => loops.forEach((loop) => loop.kill());
+}
+
 // What the program holds once the connections that just ended are gone.
 export async function settled() {
   const kQuietPeriods = 3;

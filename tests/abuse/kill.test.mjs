@@ -43,6 +43,7 @@ test("killed in the middle of an upload, started again", { timeout: 180_000 }, a
   const first = await startHarbinet({ webRoot, masterPin: program.masterPin });
   let kept;
   let certificate;
+  program.attach(first);
   try {
     const cookie = await login();
     assertOk(await upload("/upload?path=", [{ filename: "whole", data: "whole" }], { cookie }));
@@ -78,6 +79,7 @@ test("killed in the middle of an upload, started again", { timeout: 180_000 }, a
       fs.cpSync(kept, harbinet.prefix, { recursive: true, verbatimSymlinks: true });
     },
   });
+  program.attach(second);
   try {
     const messages = await second.messages();
     assert.ok(messages.includes("SERVER  listening (HTTPS) on port 8443"), messages.join("\n"));

@@ -5,7 +5,7 @@ import net from "node:net";
 import { once } from "node:events";
 import path from "node:path";
 
-import { cpuSecondsOf, resourcesOf, wineServerOf } from "./processes.mjs";
+import { cpuSecondsOf, processOf, resourcesOf, wineServerOf } from "./processes.mjs";
 
 const told = process.env.HARBINET_PROGRAM;
 if (!told) throw new Error("start these tests with tests/support/run.mjs");
@@ -29,6 +29,14 @@ let wineServer;
 export const program = {
   // port, pin, masterPin; root and driveC as paths here, windowsRoot as the program writes it.
   ...facts,
+
+  // Makes a program that the file has started by itself the one that is talked to.
+  attach(harbinet) {
+    program.port = harbinet.port;
+    program.pid = processOf(harbinet.prefix);
+    program.driveC = path.join(harbinet.prefix, "drive_c");
+    wineServer = undefined;
+  },
 
   // Lines of the event log, oldest first.
   logLines: async () => (await ask("log")).split(/\r?\n/).filter((line) => line !== ""),
@@ -56,10 +64,10 @@ export const program = {
 
   // What the process holds.
   async resources() {
-    wineServer ??= wineServerOf(path.dirname(facts.driveC));
-    return resourcesOf(facts.pid, wineServer);
+    wineServer ??= wineServerOf(path.dirname(program.driveC));
+    return resourcesOf(program.pid, wineServer);
   },
 
   // Processor time used since the start.
-  cpuSeconds: () => cpuSecondsOf(`/proc/${facts.pid}`),
+  cpuSeconds: () => cpuSecondsOf(`/proc/${program.pid}`),
 };
