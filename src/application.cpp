@@ -81,6 +81,7 @@ private:
     bool CreateMainWindow();
     void ShowMainWindow(const wchar_t* command_line, int show_state);
     static void RunMessageLoop();
+    static void EndProcess();
 
     const HINSTANCE instance_;
     std::wstring base_folder_;
@@ -124,7 +125,7 @@ Server::Callbacks Application::ServerCallbacks() {
                     {WideToAnsi(files.certificate.wstring()), WideToAnsi(files.key.wstring())});
             },
         .handle_connection =
-            [this](UniqueSocket socket, const sockaddr_storage& peer) {
+            [this](std::shared_ptr<Socket> socket, const sockaddr_storage& peer) {
                 HandleConnection(std::move(socket), peer, tls_context_, routes_, log_);
             },
         .state_changed = [this] { main_window_.PostRefreshStatus(); },
@@ -198,6 +199,11 @@ void Application::RunMessageLoop() {
     }
 }
 
+// Connections that need longer than the cut gave them (an archive in the making, a slow disk) end
+// here. Returning would do that, too, but would stop their threads wherever they are and then run
+// the clean-up of the C runtime and of every DLL, which may wait for a lock that one of them held.
+void Application::EndProcess() { TerminateProcess(GetCurrentProcess(), 0); }
+
 void Application::Run(const wchar_t* command_line, int show_state) {
     const HRESULT com = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     PreparePaths();
@@ -229,6 +235,7 @@ void Application::Run(const wchar_t* command_line, int show_state) {
     // process abnormally.
     server_.reset();
     if (SUCCEEDED(com)) CoUninitialize();
+    EndProcess();
 }
 
 }  // namespace

@@ -49,9 +49,8 @@ RouteTable BuildRoutes(const RouteServices& services) {
         ServeFolderLinkGet(services.files, kSharedFolderPage, exchange);
     };
 
-    // The order of the rows is the order of the comparisons: share links and the ways in come
-    // before the login gate, which stands before the first row that needs a session. A POST needs
-    // one character more than "/d/".
+    // The order of the rows is the order of the comparisons. A POST needs one character more than
+    // "/d/".
     return RouteTable{
         {
             {kGet, kPrefix, "/s/", 3, kPublic, link(ServeFileLink)},
@@ -71,9 +70,8 @@ RouteTable BuildRoutes(const RouteServices& services) {
             {kPost, kExact, "/api/delete_many", 0, kSession, file(ServeDeleteMany)},
             {kPost, kExact, "/api/zip", 0, kSession, file(ServeZip)},
         },
-        [&services](const HeaderList& headers) {
-            return services.credentials.IsSessionValid(headers);
-        },
+        {"/api/login"},
+        [&services](HeaderList headers) { return services.credentials.IsSessionValid(headers); },
     };
 }
 

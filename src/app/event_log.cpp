@@ -2,6 +2,7 @@
 
 #include <cwchar>
 #include <fstream>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -18,29 +19,44 @@ std::wstring Timestamp(const LocalTime& now) {
 
 }  // namespace
 
-void EventLog::Log(std::wstring_view message) {
-    std::wstring line = Timestamp(clock_());
-    line += L"  ";
-    line += message;
-    WriteToFile(line);
-    lines_.With([&line](std::vector<std::wstring>& lines) {
-        lines.push_back(std::move(line));
-        if (lines.size() > kMaxLogLines) {
-            const auto surplus = static_cast<std::ptrdiff_t>(lines.size() - kMaxLogLines);
-            lines.erase(lines.begin(), lines.begin() + surplus);
-        }
-    });
+void EventLog::Log(std::wstring_view message) noexcept {
+    try {
+        Add(message);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
     if (LogObserver* observer = observer_.load()) observer->OnLogUpdated();
 }
 
 void EventLog::Clear() {
-    lines_.With([](std::vector<std::wstring>& lines) { lines.clear(); });
+    std::deque<Line> cleared;
+    lines_.With([&cleared](std::deque<Line>& lines) { lines.swap(cleared); });
     std::error_code ignored;
     std::filesystem::remove(file_path_, ignored);
 }
 
 std::vector<std::wstring> EventLog::Snapshot() const {
-    return lines_.With([](const std::vector<std::wstring>& lines) { return lines; });
+    const std::deque<Line> lines = lines_.With([](const std::deque<Line>& held) { return held; });
+    std::vector<std::wstring> texts;
+    texts.reserve(lines.size());
+    for (const Line& line : lines) texts.push_back(*line);
+    return texts;
+}
+
+void EventLog::Add(std::wstring_view message) {
+    std::wstring text = Timestamp(clock_());
+    text.reserve(text.size() + 2 + message.size());
+    text += L"  ";
+    text += message;
+    WriteToFile(text);
+    Line line = std::make_shared<const std::wstring>(std::move(text));
+    Line oldest;  // freed after the lock is
+    lines_.With([&](std::deque<Line>& lines) {
+        lines.push_back(std::move(line));
+        if (lines.size() <= kMaxLogLines) return;
+        oldest = std::move(lines.front());
+        lines.pop_front();
+    });
 }
 
 void EventLog::WriteToFile(std::wstring_view line) const {

@@ -6,7 +6,9 @@
 
 #include <atomic>
 #include <cstddef>
+#include <deque>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,7 +33,8 @@ public:
     EventLog(const EventLog&) = delete;
     EventLog& operator=(const EventLog&) = delete;
 
-    void Log(std::wstring_view message);
+    // Without memory for the line there is none.
+    void Log(std::wstring_view message) noexcept;
 
     // Forgets every line. Logs nothing itself.
     void Clear();
@@ -43,13 +46,16 @@ public:
     void SetObserver(LogObserver* observer) { observer_ = observer; }
 
 private:
+    void Add(std::wstring_view message);
     void WriteToFile(std::wstring_view line) const;
 
     const LocalClock clock_;
     // Empty for the whole run, so the file never opens: the sink exists, the program keeps no log
     // file.
     const std::filesystem::path file_path_;
-    Guarded<std::vector<std::wstring>> lines_;
+    // Shared, so that a reader copies no text while the lock is held.
+    using Line = std::shared_ptr<const std::wstring>;
+    Guarded<std::deque<Line>> lines_;
     std::atomic<LogObserver*> observer_{nullptr};
 };
 

@@ -68,7 +68,7 @@ std::string Credentials::CreateSession() {
     return token;
 }
 
-bool Credentials::IsSessionValid(const HeaderList& headers) {
+bool Credentials::IsSessionValid(HeaderList headers) {
     const std::uint64_t now = clock_();
     state_.With([now](State& state) { PurgeIfDue(state, now); });
     const std::string token(GetCookieValue(GetHeader(headers, "cookie"), "AUTH"));

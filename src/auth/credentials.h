@@ -40,7 +40,7 @@ public:
     std::string CreateSession();
 
     // True when the cookie "AUTH" names a session that has not expired.
-    bool IsSessionValid(const HeaderList& headers);
+    bool IsSessionValid(HeaderList headers);
 
 private:
     // Takes the same time for every token of one length.

@@ -4,6 +4,7 @@
 #include "app/master_pin.h"
 #include "http/json.h"
 #include "http/response.h"
+#include "net/timeouts.h"
 
 namespace harbinet {
 namespace {
@@ -28,20 +29,20 @@ std::wstring SecondsRemaining(std::uint64_t seconds) {
 std::string ReadCode(Exchange& exchange) {
     HttpRequest& request = exchange.request;
     if (ContentLength(request.headers) > kMaxLoginBodyBytes) return {};
-    ReadBody(exchange.stream, request, kMaxLoginBodyBytes);
+    ReadBody(exchange.stream, request, kMaxLoginBodyBytes, kSmallBodyLimits);
     return JsonGetString(request.body, "code");
 }
 
 }  // namespace
 
 void LoginService::Login(Exchange& exchange) {
+    // Who asks whether to send the body is told so at once; from others it is taken first.
+    if (AsksToContinue(exchange.request) && IsBlocked(exchange.client_ip, clock_())) return;
     const std::string code = ReadCode(exchange);
     const std::wstring ip = WidenAscii(exchange.client_ip);
     const std::uint64_t now = clock_();
-    if (const auto seconds = bans_.IsBanned(exchange.client_ip, now)) {
-        log_.Log(L"AUTH    blocked IP " + ip + SecondsRemaining(*seconds));
-        return;  // no reply: a banned browser sees a dropped connection
-    }
+    // No reply: a banned browser sees a dropped connection.
+    if (IsBlocked(exchange.client_ip, now)) return;
     if (!IsSixDigits(code)) {
         SendJsonError(exchange.stream, 400, JsonError("Code must be 6 digits"));
         return;
@@ -90,6 +91,13 @@ void LoginService::AutoLogin(Exchange& exchange) {
                         SessionCookie(credentials_.CreateSession()));
             break;
     }
+}
+
+bool LoginService::IsBlocked(const std::string& client_ip, std::uint64_t now) {
+    const auto seconds = bans_.IsBanned(client_ip, now);
+    if (!seconds) return false;
+    log_.Log(L"AUTH    blocked IP " + WidenAscii(client_ip) + SecondsRemaining(*seconds));
+    return true;
 }
 
 LoginService::PinCheck LoginService::CheckPin(std::string_view code, const std::string& client_ip,

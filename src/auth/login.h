@@ -32,6 +32,9 @@ public:
 private:
     enum class PinCheck { kAccepted, kWrong, kWrongAndBanned };
 
+    // True, with its line in the log, while the address is banned.
+    bool IsBlocked(const std::string& client_ip, std::uint64_t now);
+
     // Compares and keeps the address's failure count.
     PinCheck CheckPin(std::string_view code, const std::string& client_ip, std::uint64_t now);
 

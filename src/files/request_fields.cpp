@@ -3,6 +3,7 @@
 #include "app/encoding.h"
 #include "http/json.h"
 #include "http/response.h"
+#include "net/timeouts.h"
 
 namespace harbinet {
 
@@ -15,7 +16,7 @@ void ReadJsonBody(Exchange& exchange) {
         exchange.request.body.clear();
         return;
     }
-    ReadBody(exchange.stream, exchange.request, kMaxJsonBodyBytes);
+    ReadBody(exchange.stream, exchange.request, kMaxJsonBodyBytes, kNamesBodyLimits);
 }
 
 void ReplyOk(Stream& stream, std::string_view members) {

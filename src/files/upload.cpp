@@ -11,6 +11,7 @@
 #include "files/web_path.h"
 #include "http/ascii_case.h"
 #include "http/multipart.h"
+#include "net/timeouts.h"
 
 namespace harbinet {
 namespace {
@@ -106,6 +107,7 @@ void UploadInto(const FileServices& services, Exchange& exchange, const std::wst
     if (GetHeader(request.headers, "content-length").empty()) {
         return replies.refuse(stream, 411, "Content-Length required");
     }
+    AwaitBody(stream, request, kUploadLimits);
     const std::string_view error = ReceiveMultipartUpload(
         services, stream, request.body, folder, *boundary, ContentLength(request.headers));
     if (!error.empty()) return replies.refuse(stream, 400, error);

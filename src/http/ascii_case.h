@@ -10,4 +10,7 @@ namespace harbinet {
 // does not. Linear for patterns of constant length; copies nothing.
 std::size_t FindIgnoringCase(std::string_view text, std::string_view lower_case);
 
+// True when `text` is `lower_case` but for the case of ASCII letters.
+bool EqualsIgnoringCase(std::string_view text, std::string_view lower_case);
+
 }  // namespace harbinet

@@ -40,7 +40,7 @@ void LogEnd(EventLog& log, std::string_view reason) noexcept {
 
 }  // namespace
 
-void HandleConnection(UniqueSocket socket, const sockaddr_storage& peer,
+void HandleConnection(std::shared_ptr<Socket> socket, const sockaddr_storage& peer,
                       const TlsContext& tls_context, const RouteTable& routes, EventLog& log) {
     try {
         SocketChannel channel(std::move(socket));

@@ -14,7 +14,7 @@ namespace harbinet {
 // Always closes the socket; no exception leaves it, each becomes one log line. Runs on the
 // connection's own thread, which may outlive the message loop: what is referred to here lives until
 // the process ends.
-void HandleConnection(UniqueSocket socket, const sockaddr_storage& peer,
+void HandleConnection(std::shared_ptr<Socket> socket, const sockaddr_storage& peer,
                       const TlsContext& tls_context, const RouteTable& routes, EventLog& log);
 
 }  // namespace harbinet

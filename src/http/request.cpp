@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <optional>
 
-#include "app/ascii.h"
 #include "http/ascii_case.h"
+#include "http/response.h"
 
 namespace harbinet {
 namespace {
@@ -54,20 +54,54 @@ std::optional<char> EscapedByte(std::string_view text) {
 
 }  // namespace
 
-bool ReadHead(Stream& stream, std::string& head, std::string& rest) {
+std::optional<Header> TakeHeader(HeaderList& headers) {
+    while (!headers.lines.empty()) {
+        const std::string_view line = TakeLine(headers.lines);
+        if (line.empty()) break;
+        const std::size_t colon = line.find(':');
+        if (colon == std::string_view::npos) continue;
+        std::string_view value = line.substr(colon + 1);
+        value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
+        return Header{line.substr(0, colon), value};
+    }
+    headers = HeaderList();
+    return std::nullopt;
+}
+
+std::string_view GetHeader(HeaderList headers, std::string_view name) {
+    while (const std::optional<Header> header = TakeHeader(headers)) {
+        if (EqualsIgnoringCase(header->name, name)) return header->value;
+    }
+    return {};
+}
+
+std::optional<HttpRequest> ReadRequest(Stream& stream) {
+    HttpRequest request;
+    if (!ReadHead(stream, request.head, request.body)) return std::nullopt;
+    if (!ParseHead({request.head.data(), request.head.size()}, request)) {
+        SendPlainError(stream, 400, "Bad Request");
+        return std::nullopt;
+    }
+    SplitTarget(request);
+    return request;
+}
+
+bool ReadHead(Stream& stream, LargeBuffer& head, std::string& rest) {
     head.clear();
     head.reserve(kUsualHeadBytes);
     // Each search starts where the last one ended, less the part of a blank line that may have
     // arrived: a head costs linear time however it is cut.
     std::size_t searched = 0;
     while (true) {
-        char piece[kHeadPieceBytes];
-        const std::size_t count = stream.ReadSome(piece);
+        const std::size_t held = head.size();
+        head.resize(held + kHeadPieceBytes);
+        const std::size_t count = stream.ReadSome({head.data() + held, kHeadPieceBytes});
+        head.resize(held + count);
         if (count == 0) return false;
-        head.append(piece, count);
-        const std::size_t end = head.find(kHeadEnd, searched);
-        if (end != std::string::npos) {
-            rest = head.substr(end + kHeadEnd.size());
+        const std::string_view received(head.data(), head.size());
+        const std::size_t end = received.find(kHeadEnd, searched);
+        if (end != std::string_view::npos) {
+            rest = received.substr(end + kHeadEnd.size());
             head.resize(end + kHeadEnd.size());
             return true;
         }
@@ -77,36 +111,19 @@ bool ReadHead(Stream& stream, std::string& head, std::string& rest) {
 }
 
 bool ParseHead(std::string_view head, HttpRequest& request) {
-    request.headers.clear();
     std::string_view request_line = TakeLine(head);
     request.method = TakeWord(request_line);
     request.target = TakeWord(request_line);
     request.version = TakeWord(request_line);
-    if (request.version.empty()) return false;
-
-    while (!head.empty()) {
-        std::string_view line = TakeLine(head);
-        if (line.empty()) break;
-        const std::size_t colon = line.find(':');
-        if (colon == std::string_view::npos) continue;
-        std::string_view value = line.substr(colon + 1);
-        value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-        request.headers.emplace_back(LowerAsciiText(std::string(line.substr(0, colon))), value);
-    }
-    return true;
+    const bool is_complete = !request.version.empty();
+    request.headers.lines = is_complete ? head : std::string_view();
+    return is_complete;
 }
 
 void SplitTarget(HttpRequest& request) {
     std::string_view remaining = request.target;
     request.path = TakeUntil(remaining, '?');
     request.query = remaining;
-}
-
-std::string_view GetHeader(const HeaderList& headers, std::string_view name) {
-    for (const auto& [header_name, value] : headers) {
-        if (header_name == name) return value;
-    }
-    return {};
 }
 
 std::string_view GetQueryParam(std::string_view query, std::string_view name) {
@@ -143,21 +160,34 @@ std::string ReadExact(Stream& stream, std::uint64_t count) {
     return bytes;
 }
 
-std::uint64_t ContentLength(const HeaderList& headers) {
+std::uint64_t ContentLength(HeaderList headers) {
     const std::string value(GetHeader(headers, "content-length"));
     return std::strtoull(value.c_str(), nullptr, 10);
 }
 
-bool IsChunkedRequest(const HeaderList& headers) {
+bool AsksToContinue(const HttpRequest& request) {
+    std::string_view expected = GetHeader(request.headers, "expect");
+    expected = expected.substr(0, expected.find_last_not_of(" \t") + 1);
+    return request.version == "HTTP/1.1" && request.body.empty() &&
+           ContentLength(request.headers) > 0 && EqualsIgnoringCase(expected, "100-continue");
+}
+
+bool IsChunkedRequest(HeaderList headers) {
     return FindIgnoringCase(GetHeader(headers, "transfer-encoding"), "chunked") !=
            std::string_view::npos;
 }
 
-void ReadBody(Stream& stream, HttpRequest& request, std::uint64_t max_bytes) {
+void AwaitBody(Stream& stream, const HttpRequest& request, const BodyLimits& limits) {
+    stream.BeginBody(limits);
+    if (AsksToContinue(request)) stream.WriteAll("HTTP/1.1 100 Continue\r\n\r\n");
+}
+
+void ReadBody(Stream& stream, HttpRequest& request, std::uint64_t max_bytes,
+              const BodyLimits& limits) {
     const std::uint64_t wanted = std::min(ContentLength(request.headers), max_bytes);
-    if (wanted > request.body.size()) {
-        request.body += ReadExact(stream, wanted - request.body.size());
-    }
+    if (wanted <= request.body.size()) return;
+    AwaitBody(stream, request, limits);
+    request.body += ReadExact(stream, wanted - request.body.size());
 }
 
 }  // namespace harbinet

@@ -1,33 +1,12 @@
 #include "http/router.h"
 
 #include <algorithm>
-#include <iterator>
-#include <span>
+#include <optional>
 
 #include "http/response.h"
 
 namespace harbinet {
 namespace {
-
-// What passes the login gate without a session. An empty method stands for every method.
-constexpr struct {
-    std::string_view method;
-    std::string_view path;
-} kGateExemptions[] = {
-    {"GET", "/api/status"},
-    {"", "/api/login"},
-    {"GET", "/"},
-    {"GET", "/auto"},
-};
-
-bool PassesGate(const HttpRequest& request, const RouteTable& table) {
-    if (table.is_session_valid(request.headers)) return true;
-    return std::any_of(std::begin(kGateExemptions), std::end(kGateExemptions),
-                       [&request](const auto& exemption) {
-                           return request.path == exemption.path &&
-                                  (exemption.method.empty() || request.method == exemption.method);
-                       });
-}
 
 bool Matches(const HttpRoute& route, const HttpRequest& request) {
     if (request.method != route.method || request.path.size() < route.min_path_length) return false;
@@ -35,40 +14,33 @@ bool Matches(const HttpRoute& route, const HttpRequest& request) {
                                             : request.path.starts_with(route.path);
 }
 
-// Lets the first matching row serve the request; false when none matches.
-bool Dispatch(std::span<const HttpRoute> routes, Exchange& exchange) {
-    for (const HttpRoute& route : routes) {
-        if (!Matches(route, exchange.request)) continue;
-        route.handler(exchange);
-        return true;
-    }
-    return false;
+// The first row that matches; null when there is none.
+const HttpRoute* FindRoute(const RouteTable& table, const HttpRequest& request) {
+    const auto row =
+        std::find_if(table.routes.begin(), table.routes.end(),
+                     [&request](const HttpRoute& route) { return Matches(route, request); });
+    return row == table.routes.end() ? nullptr : &*row;
+}
+
+bool PassesGate(const HttpRequest& request, const RouteTable& table) {
+    if (table.is_session_valid(request.headers)) return true;
+    return std::find(table.gate_exemptions.begin(), table.gate_exemptions.end(), request.path) !=
+           table.gate_exemptions.end();
 }
 
 }  // namespace
 
 void ServeRequest(Stream& stream, const std::string& client_ip, const RouteTable& table) {
-    HttpRequest request;
-    std::string head;
-    if (!ReadHead(stream, head, request.body)) return;
-    stream.BeginBody();
-    if (!ParseHead(head, request)) {
-        SendPlainError(stream, 400, "Bad Request");
-        return;
+    std::optional<HttpRequest> request = ReadRequest(stream);
+    if (!request) return;
+    const HttpRoute* const route = FindRoute(table, *request);
+    const bool is_public = route && route->access == Access::kPublic;
+    if (!is_public && !PassesGate(*request, table)) {
+        return SendPlainError(stream, 401, "Unauthorized");
     }
-    SplitTarget(request);
-
-    const auto gate =
-        std::find_if(table.routes.begin(), table.routes.end(),
-                     [](const HttpRoute& route) { return route.access == Access::kSession; });
-    Exchange exchange{stream, request, client_ip};
-    if (Dispatch({table.routes.begin(), gate}, exchange)) return;
-    if (!PassesGate(request, table)) {
-        SendPlainError(stream, 401, "Unauthorized");
-        return;
-    }
-    if (Dispatch({gate, table.routes.end()}, exchange)) return;
-    SendPlainError(stream, 404, "Not Found");
+    if (!route) return SendPlainError(stream, 404, "Not Found");
+    Exchange exchange{stream, *request, client_ip};
+    route->handler(exchange);
 }
 
 }  // namespace harbinet

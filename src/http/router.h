@@ -38,10 +38,12 @@ struct HttpRoute {
 };
 
 struct RouteTable {
-    // Public routes first; the login gate stands before the first row that needs a session.
     std::vector<HttpRoute> routes;
+    // Paths that the login gate lets pass whatever the method: a stranger who asks for one in a way
+    // that no row serves learns that there is nothing (404), not that a login is missing (401).
+    std::vector<std::string_view> gate_exemptions;
     // True when the request carries a valid session.
-    std::function<bool(const HeaderList&)> is_session_valid;
+    std::function<bool(HeaderList)> is_session_valid;
 };
 
 // Serves exactly one request. Never throws on a client's account; what a handler throws passes

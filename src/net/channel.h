@@ -5,6 +5,8 @@
 #include <span>
 #include <string_view>
 
+#include "net/stream.h"
+
 namespace harbinet {
 
 class Channel {
@@ -24,15 +26,17 @@ public:
     // Stores up to buffer.size() bytes.
     virtual Result Receive(std::span<char> buffer) = 0;
 
-    // Hands bytes to the system, from the front; those not counted are still to be sent.
+    // Hands bytes to the system, from the front; those not counted are still to be sent. Does not
+    // wait for a client that takes its time.
     virtual Result Send(std::string_view bytes) = 0;
 
-    // After kTryAgain: waits at most kWriteLimit. False when nothing became possible.
+    // After kTryAgain: waits a while; what was asked for may have become possible then. False when
+    // the client has been silent, or has taken nothing, for too long.
     enum class Direction { kReceive, kSend };
     virtual bool Wait(Direction direction) = 0;
 
     // See Stream::BeginBody.
-    virtual void BeginBody() = 0;
+    virtual void BeginBody(const BodyLimits& limits) = 0;
 };
 
 }  // namespace harbinet

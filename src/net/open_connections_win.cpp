@@ -1,28 +1,33 @@
 #include "net/open_connections_win.h"
 
-#include <thread>
+#include <new>
 
 namespace harbinet {
 
-OpenConnections::Entry::Entry(OpenConnections& list, SOCKET socket) : list_(list), socket_(socket) {
-    list_.sockets_.With([socket](auto& sockets) { sockets.insert(socket); });
+OpenConnections::Entry::Entry(OpenConnections& list, const std::shared_ptr<Socket>& socket)
+    : list_(list), socket_(socket) {
+    list_.sockets_.With([this](Sockets& sockets) { sockets.insert(socket_); });
 }
 
 OpenConnections::Entry::~Entry() {
-    list_.sockets_.With([this](auto& sockets) { sockets.erase(sockets.find(socket_)); });
+    list_.sockets_.With([this](Sockets& sockets) { sockets.erase(socket_); });
 }
 
-bool OpenConnections::CutAll(std::chrono::milliseconds limit, SocketCalls& calls) {
-    constexpr std::chrono::milliseconds kPause{5};
+bool OpenConnections::CutAll(std::chrono::milliseconds limit) noexcept try {
+    constexpr DWORD kPauseMilliseconds = 5;
     const auto end = std::chrono::steady_clock::now() + limit;
     for (;;) {
-        const auto left = sockets_.With([](const auto& sockets) { return sockets; });
+        const Sockets left = sockets_.With([](const Sockets& sockets) { return sockets; });
         if (left.empty()) return true;
         // Again in each round: a thread may have been between two calls.
-        for (const SOCKET socket : left) calls.CancelWaiting(socket);
+        for (const std::weak_ptr<Socket>& socket : left) {
+            if (const auto living = socket.lock()) living->Cancel();
+        }
         if (std::chrono::steady_clock::now() >= end) return false;
-        std::this_thread::sleep_for(kPause);
+        Sleep(kPauseMilliseconds);
     }
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 }  // namespace harbinet

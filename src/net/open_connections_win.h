@@ -1,9 +1,9 @@
 // The connections that are being served. The end of the program cuts them: their threads then end
-// by themselves, and close their files, instead of being stopped in the middle of a call.
-// Thread-safe.
+// by themselves, and close their files. Thread-safe.
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <set>
 
 #include "app/guarded.h"
@@ -16,23 +16,25 @@ public:
     // One connection, for as long as anything of its thread is left. The list must outlive it.
     class Entry {
     public:
-        Entry(OpenConnections& list, SOCKET socket);
+        // Throws std::bad_alloc.
+        Entry(OpenConnections& list, const std::shared_ptr<Socket>& socket);
         ~Entry();
         Entry(const Entry&) = delete;
         Entry& operator=(const Entry&) = delete;
 
     private:
         OpenConnections& list_;
-        const SOCKET socket_;
+        const std::weak_ptr<Socket> socket_;
     };
 
-    // Ends all connections at once and gives their threads that long to end; true when they did.
-    // Only for the end of the program, with nobody accepting any more: a socket that its thread has
-    // closed in the meantime may be cut under a number that another connection's file has now.
-    bool CutAll(std::chrono::milliseconds limit, SocketCalls& calls = SystemSocketCalls());
+    // Asks all connections at once to cancel themselves and gives their threads that long to end;
+    // true when they did. Without memory for the list, false at once.
+    bool CutAll(std::chrono::milliseconds limit) noexcept;
 
 private:
-    Guarded<std::multiset<SOCKET>> sockets_;
+    using Sockets = std::set<std::weak_ptr<Socket>, std::owner_less<>>;
+
+    Guarded<Sockets> sockets_;
 };
 
 }  // namespace harbinet

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -11,16 +12,19 @@
 namespace harbinet {
 namespace {
 
-constexpr timeval kAcceptWait = {0, 200'000};
-constexpr std::chrono::seconds kCutLimit{2};
+constexpr std::chrono::milliseconds kAcceptWait{200};
 
 // One accepted connection on its way to its thread. The thread may outlive the server, so it holds
 // on to Winsock itself.
 struct Connection {
+    Connection(OpenConnections& connections, std::shared_ptr<const WinsockReference> winsock_owner,
+               const std::shared_ptr<Socket>& accepted)
+        : entry(connections, accepted), winsock(std::move(winsock_owner)), socket(accepted) {}
+
     // Removed last: who finds the list empty finds nothing else left.
-    std::optional<OpenConnections::Entry> entry;
+    OpenConnections::Entry entry;
     std::shared_ptr<const WinsockReference> winsock;
-    UniqueSocket socket;
+    std::shared_ptr<Socket> socket;
     sockaddr_storage peer{};
 };
 
@@ -67,73 +71,76 @@ void Server::Stop() {
     if (thread_.joinable()) thread_.join();
 }
 
-bool Server::CutConnections() { return state_.connections.CutAll(kCutLimit, calls_); }
+bool Server::CutConnections() { return state_.connections.CutAll(kCutLimit); }
 
 void Server::Run() {
     const OpenSslThread openssl;
-    const Result result = Listen();
-    if (result == Result::kStopped) return;
+    const std::optional<StartFailure> failure = Listen();
+    if (!failure) return;
     state_.is_running = false;
     state_.listening_port = 0;
-    log_.Log(L"ERROR   server failed to start (code " + std::to_wstring(static_cast<int>(result)) +
-             L")");
+    log_.Log(L"ERROR   server failed to start (code " +
+             std::to_wstring(static_cast<int>(*failure)) + L")");
     callbacks_.state_changed();
 }
 
-Server::Result Server::Listen() {
+std::optional<Server::StartFailure> Server::Listen() {
     // One reference for the listener and all its connections: the last of them gives it back.
     const auto winsock = std::make_shared<const WinsockReference>(calls_);
-    if (!*winsock) return Result::kNoWinsock;
-    if (!callbacks_.ensure_tls()) return Result::kNoTlsContext;
-    UniqueSocket listening;
-    if (const Result result = OpenListeningSocket(listening); result != Result::kStopped) {
-        return result;
-    }
+    if (!*winsock) return StartFailure::kNoWinsock;
+    if (!callbacks_.ensure_tls()) return StartFailure::kNoTlsContext;
+    std::optional<Socket> listening(std::in_place, calls_.OpenTcp(AF_INET6), calls_);
+    if (const auto failure = Prepare(*listening)) return failure;
     state_.is_running = true;
     state_.listening_port = port_;
     log_.Log(L"SERVER  listening (HTTPS) on port " + std::to_wstring(port_));
     callbacks_.state_changed();
 
-    AcceptUntilStopped(listening.Get(), winsock);
+    AcceptUntilStopped(*listening, winsock);
 
     log_.Log(L"SERVER  stopping");
-    listening.Reset();
+    listening.reset();
     state_.is_running = false;
     state_.listening_port = 0;
     callbacks_.state_changed();
-    return Result::kStopped;
+    return std::nullopt;
 }
 
-Server::Result Server::OpenListeningSocket(UniqueSocket& listening) const {
-    listening.Reset(calls_.OpenTcp(AF_INET6));
-    if (!listening) return Result::kNoSocket;
+std::optional<Server::StartFailure> Server::Prepare(const Socket& listening) const {
+    if (!listening) return StartFailure::kNoSocket;
     // One socket for IPv4 and IPv6. A system that refuses either option still gets its server.
-    calls_.SetOption(listening.Get(), IPPROTO_IPV6, IPV6_V6ONLY, 0);
-    calls_.SetOption(listening.Get(), SOL_SOCKET, SO_REUSEADDR, 1);
+    listening.SetOption(IPPROTO_IPV6, IPV6_V6ONLY, 0);
+    listening.SetOption(SOL_SOCKET, SO_REUSEADDR, 1);
     sockaddr_in6 any{};
     any.sin6_family = AF_INET6;
     any.sin6_port = htons(static_cast<u_short>(port_));
-    if (calls_.Bind(listening.Get(), reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0) {
-        return Result::kBindFailed;
+    if (listening.Bind(reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0) {
+        return StartFailure::kBindFailed;
     }
-    return calls_.Listen(listening.Get(), SOMAXCONN) == 0 ? Result::kStopped
-                                                          : Result::kListenFailed;
+    if (listening.Listen(SOMAXCONN) != 0) return StartFailure::kListenFailed;
+    return std::nullopt;
 }
 
-void Server::AcceptUntilStopped(SOCKET listening, const WinsockOwner& winsock) const {
+void Server::AcceptUntilStopped(const Socket& listening, const WinsockOwner& winsock) const {
     while (!stop_requested_) {
-        if (calls_.WaitReadable(listening, kAcceptWait) > 0) AcceptOne(listening, winsock);
+        if (listening.WaitReadable(kAcceptWait) <= 0) continue;
+        try {
+            AcceptOne(listening, winsock);
+        } catch (const std::bad_alloc&) {
+            // That client loses its connection; the next one may find memory again.
+        }
     }
 }
 
-void Server::AcceptOne(SOCKET listening, const WinsockOwner& winsock) const {
-    const auto connection = std::make_shared<Connection>();
-    connection->winsock = winsock;
-    int length = sizeof connection->peer;
-    connection->socket.Reset(
-        calls_.Accept(listening, reinterpret_cast<sockaddr*>(&connection->peer), &length));
-    if (!connection->socket) return;
-    connection->entry.emplace(state_.connections, connection->socket.Get());
+void Server::AcceptOne(const Socket& listening, const WinsockOwner& winsock) const {
+    sockaddr_storage peer{};
+    int length = sizeof peer;
+    // Closed on every path, even without memory for its owner: otherwise it would wait for ever.
+    Socket accepted(listening.Accept(reinterpret_cast<sockaddr*>(&peer), &length), calls_);
+    if (!accepted) return;
+    const auto connection = std::make_shared<Connection>(
+        state_.connections, winsock, std::make_shared<Socket>(std::move(accepted)));
+    connection->peer = peer;
     // A thread that cannot be made ends the process: the exception leaves the server thread.
     callbacks_.start_thread([connection, handle = callbacks_.handle_connection] {
         ReleaseUnusedStack();
@@ -143,13 +150,13 @@ void Server::AcceptOne(SOCKET listening, const WinsockOwner& winsock) const {
 }
 
 void Server::WakeAcceptLoop() const {
-    const UniqueSocket socket(calls_.OpenTcp(AF_INET));
+    const Socket socket(calls_.OpenTcp(AF_INET), calls_);
     if (!socket) return;
     sockaddr_in loopback{};
     loopback.sin_family = AF_INET;
     loopback.sin_port = htons(static_cast<u_short>(state_.listening_port.load()));
     loopback.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    calls_.Connect(socket.Get(), reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback);
+    socket.Connect(reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback);
 }
 
 }  // namespace harbinet

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include "app/administrator_win.h"
@@ -25,6 +27,9 @@ struct ServerState {
     OpenConnections connections;
 };
 
+// How long the end of the program waits for connections that it has cut.
+inline constexpr std::chrono::milliseconds kCutLimit{100};
+
 class Server {
 public:
     struct Callbacks {
@@ -33,7 +38,8 @@ public:
         // Serves and closes one connection. Called on the connection's own thread, which outlives
         // Stop and may outlive the Server: what the function uses must live as long as the process
         // or be held by the function itself.
-        std::function<void(UniqueSocket, const sockaddr_storage& peer)> handle_connection;
+        std::function<void(std::shared_ptr<Socket>, const sockaddr_storage& peer)>
+            handle_connection;
         // The server state changed. Any thread; must return at once.
         std::function<void()> state_changed;
         // Starts the connection's thread, or throws. Server thread. A test puts one in its place
@@ -54,8 +60,8 @@ public:
     // does not run.
     void Stop();
     // For the end of the program, after Stop: cuts the connections that are still being served and
-    // waits a moment for their threads. False when some took longer, with a large archive for
-    // example: these end with the process.
+    // waits at most kCutLimit for their threads. False when some took longer, with a large archive
+    // for example: these end with the process.
     bool CutConnections();
 
     // Any thread.
@@ -64,8 +70,8 @@ public:
     int ListeningPort() const { return state_.listening_port; }
 
 private:
-    enum class Result : int {
-        kStopped = 0,
+    // The codes that the log shows.
+    enum class StartFailure : int {
         kNoWinsock = -1,
         kNoSocket = -2,
         kBindFailed = -3,
@@ -76,10 +82,12 @@ private:
     using WinsockOwner = std::shared_ptr<const WinsockReference>;
 
     void Run();
-    Result Listen();
-    Result OpenListeningSocket(UniqueSocket& listening) const;
-    void AcceptUntilStopped(SOCKET listening, const WinsockOwner& winsock) const;
-    void AcceptOne(SOCKET listening, const WinsockOwner& winsock) const;
+    // Nothing when the server has run and was stopped.
+    std::optional<StartFailure> Listen();
+    // Nothing when the socket listens.
+    std::optional<StartFailure> Prepare(const Socket& listening) const;
+    void AcceptUntilStopped(const Socket& listening, const WinsockOwner& winsock) const;
+    void AcceptOne(const Socket& listening, const WinsockOwner& winsock) const;
     void WakeAcceptLoop() const;
 
     EventLog& log_;

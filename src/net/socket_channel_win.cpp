@@ -1,10 +1,9 @@
 #include "net/socket_channel_win.h"
 
 #include <algorithm>
-#include <limits>
+#include <array>
+#include <new>
 #include <utility>
-
-#include "app/large_buffer.h"
 
 namespace harbinet {
 namespace {
@@ -13,73 +12,100 @@ using std::chrono::milliseconds;
 
 // A deadline may be overrun by this much; it saves a system call before most receives.
 constexpr milliseconds kDeadlineSlack{100};
-constexpr std::size_t kDrainBufferBytes = 32 * 1024;
+// A socket may count as writable only when much of its buffer is free. Trying again meanwhile
+// serves a slow client from the first free byte on.
+constexpr milliseconds kSendRetry{1000};
+constexpr std::size_t kDrainBufferBytes = std::size_t{32} * 1024;
 
-int ClampToInt(std::size_t size) {
-    return static_cast<int>(
-        std::min(size, static_cast<std::size_t>(std::numeric_limits<int>::max())));
+Channel::Result ResultOf(int count) {
+    using Status = Channel::Status;
+    if (count > 0) return {Status::kDone, static_cast<std::size_t>(count)};
+    const bool try_again = count < 0 && WSAGetLastError() == WSAEWOULDBLOCK;
+    return {try_again ? Status::kTryAgain : Status::kEnded, 0};
 }
 
 }  // namespace
 
-SocketChannel::SocketChannel(UniqueSocket socket, const ConnectionLimits& limits,
-                             SocketCalls& calls)
-    : calls_(calls),
-      limits_(limits),
-      socket_(socket.Release()),
-      deadline_(Clock::now() + limits.head) {}
+SocketChannel::SocketChannel(std::shared_ptr<Socket> socket, const ConnectionLimits& limits)
+    : socket_(std::move(socket)), limits_(limits), idle_limit_(limits.head) {
+    LimitReceiving(limits.head, limits.head);
+}
 
 SocketChannel::~SocketChannel() { Close(); }
 
 Channel::Result SocketChannel::Receive(std::span<char> buffer) {
-    if (!LimitReceive()) return {};
-    return ResultOf(calls_.Receive(socket_, buffer.data(), ClampToInt(buffer.size())));
+    const std::optional<milliseconds> limit = ReceiveLimit();
+    if (!limit || !AwaitBytes(*limit)) return {};
+    return ResultOf(socket_->Receive(buffer));
 }
 
 Channel::Result SocketChannel::Send(std::string_view bytes) {
     PrepareSend(bytes.size());
-    return ResultOf(calls_.Send(socket_, bytes.data(), ClampToInt(bytes.size())));
+    const Result result = ResultOf(socket_->Send(bytes));
+    if (result.status == Status::kDone) stalled_since_.reset();
+    return result;
 }
 
 bool SocketChannel::Wait(Direction direction) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limits_.write);
-    const timeval timeout = {
-        static_cast<long>(seconds.count()),
-        static_cast<long>(std::chrono::microseconds(limits_.write - seconds).count())};
-    return direction == Direction::kReceive ? calls_.WaitReadable(socket_, timeout) > 0
-                                            : calls_.WaitWritable(socket_, timeout) > 0;
+    return direction == Direction::kReceive ? socket_->WaitReadable(limits_.write) > 0
+                                            : WaitForRoom();
 }
 
-void SocketChannel::BeginBody() { deadline_.reset(); }
+void SocketChannel::BeginBody(const BodyLimits& limits) {
+    LimitReceiving(limits.idle, limits.total);
+}
 
 void SocketChannel::Close() {
-    if (socket_ == INVALID_SOCKET) return;
+    if (!socket_) return;
     // Half-close first: closing a socket with unread input resets the connection on Windows, and
     // the client loses the reply that is still on its way.
-    if (calls_.ShutdownSend(socket_) == 0) DrainBriefly();
-    calls_.Close(std::exchange(socket_, INVALID_SOCKET));
+    if (socket_->ShutdownSend() == 0) DrainBriefly();
+    socket_.reset();
 }
 
-void SocketChannel::DrainBriefly() {
-    deadline_ = Clock::now() + limits_.drain;
-    LargeBuffer dropped(kDrainBufferBytes);
-    std::size_t total = 0;
-    while (total < kDrainBytes) {
-        const Result result = Receive(dropped);
-        if (result.status != Status::kDone) return;
-        total += result.count;
-    }
-}
-
-bool SocketChannel::LimitReceive() {
-    if (!deadline_) {
-        return receive_timeout_ == limits_.body_idle || SetReceiveTimeout(limits_.body_idle);
-    }
+std::optional<milliseconds> SocketChannel::ReceiveLimit() const {
+    if (!deadline_) return idle_limit_;
     const auto left = std::chrono::ceil<milliseconds>(*deadline_ - Clock::now());
-    if (left <= milliseconds::zero()) return false;
-    const bool close_enough = receive_timeout_ > milliseconds::zero() &&
-                              receive_timeout_ <= left + kDeadlineSlack && receive_timeout_ >= left;
-    return close_enough || SetReceiveTimeout(left);
+    if (left <= milliseconds::zero()) return std::nullopt;
+    return std::min(left, idle_limit_);
+}
+
+bool SocketChannel::AwaitBytes(milliseconds limit) {
+    if (never_blocks_) return socket_->WaitReadable(limit) > 0;
+    // A blocking receive waits by itself, for as long as the socket was told.
+    if (receive_timeout_ >= limit && receive_timeout_ <= limit + kDeadlineSlack) return true;
+    receive_timeout_ = limit;
+    return socket_->SetOption(SOL_SOCKET, SO_RCVTIMEO, static_cast<DWORD>(limit.count())) == 0;
+}
+
+bool SocketChannel::WaitForRoom() {
+    const auto now = Clock::now();
+    if (!stalled_since_) {
+        stalled_since_ = now;
+        acknowledged_at_stall_ = socket_->AcknowledgedBytes();
+    }
+    auto left = std::chrono::ceil<milliseconds>(*stalled_since_ + limits_.write - now);
+    if (left <= milliseconds::zero()) {
+        if (!HasAcknowledgedSinceStall()) return false;
+        left = limits_.write;
+    }
+    return socket_->WaitWritable(std::min(left, kSendRetry)) != SOCKET_ERROR;
+}
+
+// The system may hold so much for a slow client that it has no room for longer than the limit
+// although the client takes bytes all the time. Where it counts them, that decides.
+bool SocketChannel::HasAcknowledgedSinceStall() {
+    const std::optional<std::uint64_t> before = acknowledged_at_stall_;
+    stalled_since_ = Clock::now();
+    acknowledged_at_stall_ = socket_->AcknowledgedBytes();
+    return before && acknowledged_at_stall_ &&
+           *acknowledged_at_stall_ >= *before + kMinAcknowledgedBytes;
+}
+
+void SocketChannel::LimitReceiving(milliseconds idle, std::optional<milliseconds> total) {
+    idle_limit_ = idle;
+    deadline_.reset();
+    if (total) deadline_ = Clock::now() + *total;
 }
 
 void SocketChannel::PrepareSend(std::size_t count) {
@@ -88,20 +114,26 @@ void SocketChannel::PrepareSend(std::size_t count) {
     if (count <= kShortSendBytes && sent_ <= kShortReplyBytes) return;
     send_is_prepared_ = true;
     // Each flush hands over a finished flight or chunk: waiting for more bytes only delays it.
-    calls_.SetOption(socket_, IPPROTO_TCP, TCP_NODELAY, 1);
-    calls_.SetOption(socket_, SOL_SOCKET, SO_SNDTIMEO, static_cast<DWORD>(limits_.write.count()));
+    socket_->SetOption(IPPROTO_TCP, TCP_NODELAY, 1);
+    // A blocking send ends when everything is taken or its time is over, and leaves the connection
+    // in an unknown state then. Here every byte counts that the client takes.
+    never_blocks_ = socket_->StopBlocking() == 0;
 }
 
-bool SocketChannel::SetReceiveTimeout(milliseconds timeout) {
-    receive_timeout_ = timeout;
-    return calls_.SetOption(socket_, SOL_SOCKET, SO_RCVTIMEO,
-                            static_cast<DWORD>(timeout.count())) == 0;
-}
-
-Channel::Result SocketChannel::ResultOf(int count) const {
-    if (count > 0) return {Status::kDone, static_cast<std::size_t>(count)};
-    const bool try_again = count < 0 && WSAGetLastError() == WSAEWOULDBLOCK;
-    return {try_again ? Status::kTryAgain : Status::kEnded, 0};
+void SocketChannel::DrainBriefly() {
+    LimitReceiving(limits_.drain, limits_.drain);
+    // Ends the connection also when memory is short, only with more calls.
+    std::array<char, 256> few;
+    const std::unique_ptr<char[]> many(new (std::nothrow) char[kDrainBufferBytes]);
+    const std::span<char> dropped =
+        many ? std::span<char>(many.get(), kDrainBufferBytes) : std::span<char>(few);
+    std::size_t total = 0;
+    while (total < kDrainBytes) {
+        const Result result = Receive(dropped);
+        if (result.status == Status::kTryAgain) continue;  // gone again before it could be read
+        if (result.status != Status::kDone) return;
+        total += result.count;
+    }
 }
 
 }  // namespace harbinet

@@ -5,8 +5,8 @@
 
 #include <openssl/ssl.h>
 
-#include <chrono>
 #include <cstddef>
+#include <exception>
 #include <span>
 #include <string_view>
 
@@ -19,11 +19,8 @@ namespace harbinet {
 
 // The largest range given to one SSL_write.
 inline constexpr std::size_t kMaxWriteBytes = 1'048'576;
-// Payload whose records leave in one system call, and as much for a client that takes it at once: a
-// slow one would need too long for that.
-inline constexpr std::size_t kSendChunkBytes = 256 * 1024;
-inline constexpr std::size_t kQuickSendChunkBytes = 512 * 1024;
-inline constexpr std::chrono::milliseconds kQuickSend{100};
+// Payload whose records leave in one system call at the most.
+inline constexpr std::size_t kSendChunkBytes = 512 * 1024;
 
 class TlsStream final : public Stream {
 public:
@@ -38,13 +35,14 @@ public:
     explicit operator bool() const { return ssl_ != nullptr; }
 
     // False when the client and the server did not agree, or the client went away; the reasons are
-    // in the thread's OpenSSL error queue.
+    // in the thread's OpenSSL error queue. This and each call below throws what the channel or the
+    // memory for its buffers threw.
     bool Handshake();
 
     std::size_t ReadSome(std::span<char> buffer) override;
     bool WriteAll(std::string_view bytes) override;
     bool WriteSoon(std::string_view bytes) override;
-    void BeginBody() override;
+    void BeginBody(const BodyLimits& limits) override;
 
     // Tells the client that no more bytes come, after those that still wait. Does not wait for its
     // answer.
@@ -58,14 +56,18 @@ private:
     bool WaitFor(int ssl_result);
     bool Flush();
     Channel::Status FlushOnce();
+    void RethrowFromCallback();
 
     Channel& channel_;
-    LargeBuffer unsent_;  // finished records
-    std::size_t unsent_limit_;
-    // Received in the body phase and not yet taken by OpenSSL: a buffer made on first use.
+    LargeBuffer unsent_;        // finished records
+    std::size_t flushed_ = 0;   // bytes of them that have been sent
+    bool send_failed_ = false;  // nothing is sent any more
+    // Received and not yet taken by OpenSSL, in a buffer made on first use. Without a size OpenSSL
+    // receives into its own.
+    std::size_t receive_bytes_ = 0;
     LargeBuffer receive_buffer_;
     std::span<const char> unread_;
-    bool in_body_ = false;
+    std::exception_ptr thrown_in_callback_;
     SslPtr ssl_;
 };
 

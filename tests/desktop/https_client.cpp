@@ -6,6 +6,7 @@
 
 #include "net/openssl_ptr.h"
 #include "net/socket_win.h"
+#include "support/client_socket_win.h"
 
 namespace harbinet::test {
 namespace {

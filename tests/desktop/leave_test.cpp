@@ -13,6 +13,7 @@
 #include "https_client.h"
 #include "net/socket_win.h"
 #include "program.h"
+#include "support/client_socket_win.h"
 
 namespace harbinet::test {
 namespace {

@@ -2,6 +2,7 @@
 #include "auth/credentials.h"
 #include "fuzz_input.h"
 #include "support/fake_random.h"
+#include "support/header_text.h"
 #include "support/test_clock.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -23,7 +24,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // The random source counts up from 1, so an input can hold this token.
     const std::string token = credentials.CreateSession();
     Check(token == "0102030405060708090a0b0c0d0e0f10", "the token is known to the corpus");
-    Check(credentials.IsSessionValid({{"cookie", header}}) == (value == token),
-          "only the whole token is a session");
+    // As a header's value the text is one line, without blanks before it.
+    if (header.find_first_of("\r\n\t") == std::string::npos) {
+        const test::HeaderText headers{{"cookie", header}};
+        Check(credentials.IsSessionValid(headers) == (value == token),
+              "only the whole token is a session");
+    }
     return 0;
 }

@@ -6,6 +6,7 @@
 #include "http/response.h"
 #include "support/fake_random.h"
 #include "support/fake_stream.h"
+#include "support/header_text.h"
 #include "support/reply_text.h"
 #include "support/test_clock.h"
 
@@ -125,7 +126,8 @@ protected:
           [this](Exchange& exchange) { login_.AutoLogin(exchange); }},
          {"GET", PathMatch::kExact, "/inside", 0, Access::kSession,
           [](Exchange& exchange) { SendOkBytes(exchange.stream, kTextType, "in"); }}},
-        [this](const HeaderList& headers) { return credentials_.IsSessionValid(headers); }};
+        {"/api/login"},
+        [this](HeaderList headers) { return credentials_.IsSessionValid(headers); }};
     std::size_t unread_ = 0;
 };
 
@@ -286,10 +288,41 @@ TEST_F(LoginTest, RequestInPiecesGivesTheSameReply) {
     }
 }
 
+constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+
+TEST_F(LoginTest, ABodyThatIsAskedForIsToldToComeAndThenAnswered) {
+    const std::string head =
+        "POST /api/login HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 17\r\n\r\n";
+    // Read by itself, so that no body byte comes with it.
+    FakeStream stream(head + R"({"code":"123456"})", head.size());
+    ServeRequest(stream, "10.0.0.7", table_);
+    ASSERT_TRUE(stream.output.starts_with(kContinue)) << stream.output;
+    EXPECT_EQ(stream.reads_at_first_write, 1);
+    EXPECT_EQ(WithoutDate(stream.output.substr(kContinue.size())), kLoggedIn);
+    EXPECT_EQ(stream.limits.total, std::chrono::seconds(30));
+}
+
+TEST_F(LoginTest, ABodyThatWouldBeRefusedIsNotAskedFor) {
+    const auto ask = [this](const std::string& length) {
+        FakeStream stream("POST /api/login HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: " +
+                          length + "\r\n\r\n");
+        ServeRequest(stream, "10.0.0.7", table_);
+        EXPECT_EQ(stream.reads, 1);
+        return stream.output.empty() ? "" : WithoutDate(stream.output);
+    };
+    EXPECT_EQ(ask("65537"), kWrongFormat);
+    for (int i = 0; i < 3; ++i) Post("000000");
+    TakeLog();
+    // A banned client gets no reply at all, at once.
+    EXPECT_EQ(ask("17"), "");
+    EXPECT_THAT(TakeLog(), ElementsAre(L"AUTH    blocked IP 10.0.0.7 (120s remaining)"));
+}
+
 TEST_F(LoginTest, AutoLoginAnswersTheRightPinWithCookieAndRedirect) {
     EXPECT_EQ(Auto("?pin=123456"), kRedirect);
     EXPECT_THAT(TakeLog(), ElementsAre(L"AUTH    request FROM 10.0.0.7"));
-    EXPECT_TRUE(credentials_.IsSessionValid({{"cookie", "AUTH=" + std::string(kToken)}}));
+    EXPECT_TRUE(
+        credentials_.IsSessionValid(test::HeaderText{{"cookie", "AUTH=" + std::string(kToken)}}));
 }
 
 TEST_F(LoginTest, AutoLoginDecodesThePin) {

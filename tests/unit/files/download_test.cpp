@@ -79,7 +79,7 @@ public:
         count += bytes.size();
         return true;
     }
-    void BeginBody() override {}
+    void BeginBody(const BodyLimits&) override {}
     std::uint64_t count = 0;
 };
 

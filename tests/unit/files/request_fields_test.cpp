@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/fake_stream.h"
+#include "support/header_text.h"
 
 namespace harbinet {
 namespace {
@@ -11,7 +12,8 @@ using test::FakeStream;
 
 std::string BodyAfter(FakeStream& stream, const std::string& length, std::string buffered) {
     HttpRequest request;
-    request.headers = {{"content-length", length}};
+    const test::HeaderText headers{{"content-length", length}};
+    request.headers = headers;
     request.body = std::move(buffered);
     const std::string client_ip;
     Exchange exchange{stream, request, client_ip};

@@ -10,6 +10,7 @@
 #include "files/file_service.h"
 #include "support/fake_file_system.h"
 #include "support/fake_stream.h"
+#include "support/header_text.h"
 #include "support/reply_text.h"
 
 namespace harbinet::test {
@@ -24,18 +25,18 @@ protected:
     // `sent` says. The whole reply without its date
     // line; empty when nothing was sent.
     template <typename Handler>
-    std::string Serve(Handler handler, std::string_view target, HeaderList headers = {},
+    std::string Serve(Handler handler, std::string_view target, const HeaderText& headers = {},
                       std::string sent = {}, std::size_t bytes_per_read = SIZE_MAX) {
         FakeStream stream(std::move(sent), bytes_per_read);
-        return Serve(handler, target, std::move(headers), stream);
+        return Serve(handler, target, headers, stream);
     }
 
     template <typename Handler>
-    std::string Serve(Handler handler, std::string_view target, HeaderList headers,
+    std::string Serve(Handler handler, std::string_view target, const HeaderText& headers,
                       FakeStream& stream) {
         HttpRequest request;
         request.target = target;
-        request.headers = std::move(headers);
+        request.headers = headers;
         SplitTarget(request);
         const std::string client_ip = "10.0.0.7";
         Exchange exchange{stream, request, client_ip};

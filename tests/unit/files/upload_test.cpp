@@ -16,8 +16,8 @@ std::string Part(std::string_view name, std::string_view content) {
 
 class UploadTest : public test::FileServiceTest {
 protected:
-    static HeaderList Headers(std::size_t length,
-                              std::string type = "multipart/form-data; boundary=B") {
+    static test::HeaderText Headers(std::size_t length,
+                                    std::string type = "multipart/form-data; boundary=B") {
         return {{"content-type", std::move(type)}, {"content-length", std::to_string(length)}};
     }
 
@@ -54,7 +54,7 @@ TEST_F(UploadTest, ErrorsAreTestedInOrder) {
     const std::string kBoundary = "multipart/form-data; boundary=B";
     const struct {
         const char* query;
-        HeaderList headers;
+        test::HeaderText headers;
         int status;
         const char* message;
     } kCases[] = {
@@ -88,6 +88,45 @@ TEST_F(UploadTest, ErrorsAreTestedInOrder) {
         EXPECT_EQ(stream.reads, 0) << c.message;
     }
     EXPECT_EQ(Logged(), Lines{});
+}
+
+TEST_F(UploadTest, ABodyIsAskedForOnlyWhenNothingButTheBodyCanRefuseTheUpload) {
+    constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+    const std::string body = "--B--\r\n";
+    const std::string length = std::to_string(body.size());
+    const struct {
+        const char* query;
+        test::HeaderText headers;
+        bool is_asked_for;
+    } kCases[] = {
+        {"",
+         {{"expect", "100-continue"},
+          {"content-type", "multipart/form-data; boundary=B"},
+          {"content-length", length}},
+         true},
+        {"?path=..",
+         {{"expect", "100-continue"},
+          {"content-type", "multipart/form-data; boundary=B"},
+          {"content-length", length}},
+         false},
+        {"", {{"expect", "100-continue"}, {"content-length", length}}, false},
+        {"", {{"expect", "100-continue"}, {"transfer-encoding", "chunked"}}, false},
+    };
+    for (const auto& c : kCases) {
+        FakeStream stream(body);
+        HttpRequest request;
+        request.version = "HTTP/1.1";
+        request.headers = c.headers;
+        const std::string query = c.query;
+        request.target = query;
+        SplitTarget(request);
+        const std::string client_ip;
+        Exchange exchange{stream, request, client_ip};
+        ServeUpload(services, exchange);
+        EXPECT_EQ(stream.output.starts_with(kContinue), c.is_asked_for) << stream.output;
+        EXPECT_EQ(stream.reads, c.is_asked_for ? 1 : 0);
+        EXPECT_EQ(stream.limits.total, std::nullopt);
+    }
 }
 
 TEST_F(UploadTest, TheBoundaryIsWhatFollowsTheParameterNameLessOnePairOfQuotes) {
@@ -214,7 +253,7 @@ public:
         return reads++ < 100 ? buffer.size() : 0;
     }
     bool WriteAll(std::string_view) override { return true; }
-    void BeginBody() override {}
+    void BeginBody(const BodyLimits&) override {}
     std::size_t largest_read = 0;
     int reads = 0;
 };

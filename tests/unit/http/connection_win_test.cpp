@@ -24,12 +24,12 @@ protected:
     void Serve(RequestHandler handler, std::function<void(SOCKET)> client) {
         RouteTable table;
         table.routes.push_back({"GET", PathMatch::kExact, "/", 0, Access::kPublic, handler});
-        table.is_session_valid = [](const HeaderList&) { return false; };
+        table.is_session_valid = [](HeaderList) { return false; };
         std::thread client_thread([this, &client] {
             client(pair_.client.Get());
             pair_.client.Reset();
         });
-        HandleConnection(std::move(pair_.server), peer_, identity_.context, table, log_);
+        HandleConnection(pair_.TakeServer(), peer_, identity_.context, table, log_);
         client_thread.join();
     }
 

@@ -5,7 +5,9 @@
 
 #include <limits>
 
+#include "net/timeouts.h"
 #include "support/fake_stream.h"
+#include "support/header_text.h"
 
 namespace harbinet {
 namespace {
@@ -13,11 +15,16 @@ namespace {
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 
+using test::AllHeaders;
 using test::FakeStream;
+using test::HeaderText;
 using testing::IsEmpty;
+using Headers = std::vector<HeaderText::Pair>;
 
 constexpr std::size_t kMebibyte = 1'048'576;
 constexpr std::uint64_t kMax64 = std::numeric_limits<std::uint64_t>::max();
+
+std::string Text(const LargeBuffer& buffer) { return {buffer.data(), buffer.size()}; }
 
 // A head of exactly `size` bytes with its blank line.
 std::string HeadOfSize(std::size_t size) {
@@ -43,10 +50,10 @@ TEST(ReadHeadTest, SplitsTheHeadFromWhatCameWithIt) {
     };
     for (const auto& c : kCases) {
         FakeStream stream(c.input);
-        std::string head = "old";
+        LargeBuffer head(3, 'o');
         std::string rest = "old";
         EXPECT_TRUE(ReadHead(stream, head, rest)) << c.input;
-        EXPECT_EQ(head, c.head);
+        EXPECT_EQ(Text(head), c.head);
         EXPECT_EQ(rest, c.rest);
     }
 }
@@ -55,7 +62,7 @@ TEST(ReadHeadTest, FailsWhenTheClientClosesBeforeTheBlankLine) {
     for (const char* input :
          {"", "G", "\r\n\r", "GET / HTTP/1.1\r\n", "GET / HTTP/1.1\n\n", "GET / HTTP/1.1\r\n\n"}) {
         FakeStream stream(input);
-        std::string head;
+        LargeBuffer head;
         std::string rest;
         EXPECT_FALSE(ReadHead(stream, head, rest)) << input;
     }
@@ -64,10 +71,10 @@ TEST(ReadHeadTest, FailsWhenTheClientClosesBeforeTheBlankLine) {
 TEST(ReadHeadTest, AssemblesAHeadThatArrivesInPieces) {
     for (const std::size_t piece : {1u, 2u, 3u, 4u, 5u, 7u, 1000u}) {
         FakeStream stream("POST /x HTTP/1.1\r\nA: b\r\n\r\nrest of it", piece);
-        std::string head;
+        LargeBuffer head;
         std::string rest;
         ASSERT_TRUE(ReadHead(stream, head, rest)) << piece;
-        EXPECT_EQ(head, "POST /x HTTP/1.1\r\nA: b\r\n\r\n") << piece;
+        EXPECT_EQ(Text(head), "POST /x HTTP/1.1\r\nA: b\r\n\r\n") << piece;
         EXPECT_EQ(rest + std::string(stream.Unread()), "rest of it") << piece;
     }
 }
@@ -80,7 +87,7 @@ TEST(ReadHeadTest, ReadsPiecesOf2048BytesAndNoMoreThanItNeeds) {
                   {2052, 2}, {4096, 2}, {4097, 3}, {8192, 4}, {8193, 5}};
     for (const auto& c : kCases) {
         FakeStream stream(HeadOfSize(c.size) + std::string(5000, 'b'));
-        std::string head;
+        LargeBuffer head;
         std::string rest;
         ASSERT_TRUE(ReadHead(stream, head, rest)) << c.size;
         EXPECT_EQ(head.size(), c.size);
@@ -109,7 +116,7 @@ TEST(ReadHeadTest, ChecksTheLimitAfterEachPiece) {
     };
     for (const auto& c : kCases) {
         FakeStream stream(HeadOfSize(c.size), c.piece);
-        std::string head;
+        LargeBuffer head;
         std::string rest;
         const bool accepted = ReadHead(stream, head, rest);
         EXPECT_EQ(accepted, c.accepted) << c.why;
@@ -119,7 +126,7 @@ TEST(ReadHeadTest, ChecksTheLimitAfterEachPiece) {
 
 TEST(ReadHeadTest, StopsReadingOnceTheLimitIsPassed) {
     FakeStream stream(std::string(kMebibyte + 10'000, 'x'));
-    std::string head;
+    LargeBuffer head;
     std::string rest;
     EXPECT_FALSE(ReadHead(stream, head, rest));
     EXPECT_EQ(stream.reads, 513);
@@ -132,7 +139,7 @@ TEST(ReadHeadTest, CostsLinearTimeForAMebibyteOfNearlyBlankLinesByteByByte) {
         std::string input = "x";
         while (input.size() < kMebibyte - 4) input += pattern == "\r\n" ? "\r\nx" : pattern;
         FakeStream stream(input, 1);
-        std::string head;
+        LargeBuffer head;
         std::string rest;
         EXPECT_FALSE(ReadHead(stream, head, rest));
         EXPECT_TRUE(stream.Unread().empty());
@@ -180,13 +187,13 @@ TEST(ParseHeadTest, KeepsNulBytesAsPartsOfWordsAndValues) {
     EXPECT_EQ(request.method, "G\0T"s);
     EXPECT_EQ(request.target, "/\0"s);
     EXPECT_EQ(request.version, "H\0"s);
-    EXPECT_EQ(request.headers, (HeaderList{{"a\0"s, "\0b"s}}));
+    EXPECT_EQ(AllHeaders(request.headers), (Headers{{"a\0"s, "\0b"s}}));
 }
 
 TEST(ParseHeadTest, ReadsHeaderLines) {
     const struct {
         std::string lines;
-        HeaderList headers;
+        Headers headers;
         const char* why;
     } kCases[] = {
         {"\r\n", {}, "no headers"},
@@ -212,18 +219,21 @@ TEST(ParseHeadTest, ReadsHeaderLines) {
         {"A: 1\r\nB", {{"a", "1"}}, "a last line without colon and end"},
     };
     for (const auto& c : kCases) {
+        const HeaderText old{{"old", "one"}};
+        const std::string head = "GET / HTTP/1.1\r\n" + c.lines;
         HttpRequest request;
-        request.headers = {{"old", "one"}};
-        EXPECT_TRUE(ParseHead("GET / HTTP/1.1\r\n" + c.lines, request)) << c.why;
-        EXPECT_EQ(request.headers, c.headers) << c.why;
+        request.headers = old;
+        EXPECT_TRUE(ParseHead(head, request)) << c.why;
+        EXPECT_EQ(AllHeaders(request.headers), c.headers) << c.why;
     }
 }
 
 TEST(ParseHeadTest, ClearsTheHeadersAlsoWhenItFails) {
+    const HeaderText old{{"old", "one"}};
     HttpRequest request;
-    request.headers = {{"old", "one"}};
+    request.headers = old;
     EXPECT_FALSE(ParseHead("GET\r\nA: b\r\n\r\n", request));
-    EXPECT_THAT(request.headers, IsEmpty());
+    EXPECT_THAT(AllHeaders(request.headers), IsEmpty());
 }
 
 TEST(ParseHeadTest, KeepsTenThousandHeadersInOrder) {
@@ -231,11 +241,13 @@ TEST(ParseHeadTest, KeepsTenThousandHeadersInOrder) {
     for (int i = 0; i < 10'000; ++i) {
         head.append("N").append(std::to_string(i)).append(": v\r\n");
     }
+    head += "\r\n";
     HttpRequest request;
-    ASSERT_TRUE(ParseHead(head + "\r\n", request));
-    ASSERT_EQ(request.headers.size(), 10'000u);
-    EXPECT_EQ(request.headers.front().first, "n0");
-    EXPECT_EQ(request.headers.back().first, "n9999");
+    ASSERT_TRUE(ParseHead(head, request));
+    const Headers headers = AllHeaders(request.headers);
+    ASSERT_EQ(headers.size(), 10'000u);
+    EXPECT_EQ(headers.front().first, "n0");
+    EXPECT_EQ(headers.back().first, "n9999");
 }
 
 TEST(SplitTargetTest, CutsAtTheFirstQuestionMark) {
@@ -259,13 +271,13 @@ TEST(SplitTargetTest, CutsAtTheFirstQuestionMark) {
 }
 
 TEST(GetHeaderTest, GivesTheFirstValueUnderExactlyThatName) {
-    const HeaderList headers{{"a", "1"}, {"b", ""}, {"a", "2"}, {"B", "upper"}};
+    const HeaderText headers{{"A", "1"}, {"b", ""}, {"a", "2"}, {"B", "upper"}, {"ab", "3"}};
     EXPECT_EQ(GetHeader(headers, "a"), "1");
     EXPECT_EQ(GetHeader(headers, "b"), "");
-    EXPECT_EQ(GetHeader(headers, "B"), "upper");
+    EXPECT_EQ(GetHeader(headers, "ab"), "3");
     EXPECT_EQ(GetHeader(headers, "A"), "");
     EXPECT_EQ(GetHeader(headers, "c"), "");
-    EXPECT_EQ(GetHeader({}, "a"), "");
+    EXPECT_EQ(GetHeader(HeaderList(), "a"), "");
 }
 
 TEST(GetQueryParamTest, GivesTheRawValueOfTheFirstItemWithThatName) {
@@ -380,12 +392,12 @@ TEST(ContentLengthTest, ReadsTheHeaderAsStrtoullDoes) {
         {"99999999999999999999999999", kMax64},
     };
     for (const auto& c : kCases) {
-        EXPECT_EQ(ContentLength({{"content-length", c.value}}), c.length) << c.value;
+        EXPECT_EQ(ContentLength(HeaderText{{"content-length", c.value}}), c.length) << c.value;
     }
-    EXPECT_EQ(ContentLength({}), 0u);
-    EXPECT_EQ(ContentLength({{"Content-Length", "5"}}), 0u);
-    EXPECT_EQ(ContentLength({{"content-length", "5"}, {"content-length", "6"}}), 5u);
-    EXPECT_EQ(ContentLength({{"content-length", "5\0009"s}}), 5u);
+    EXPECT_EQ(ContentLength(HeaderList()), 0u);
+    EXPECT_EQ(ContentLength(HeaderText{{"Content-Length", "5"}}), 5u);
+    EXPECT_EQ(ContentLength(HeaderText{{"content-length", "5"}, {"content-length", "6"}}), 5u);
+    EXPECT_EQ(ContentLength(HeaderText{{"content-length", "5\0009"s}}), 5u);
 }
 
 TEST(ReadBodyTest, AppendsWhatIsStillPromisedUpToTheLimit) {
@@ -408,20 +420,115 @@ TEST(ReadBodyTest, AppendsWhatIsStillPromisedUpToTheLimit) {
     };
     for (const auto& c : kCases) {
         FakeStream stream("more!and", 3);
+        const HeaderText headers{{"content-length", c.content_length}};
         HttpRequest request;
-        request.headers = {{"content-length", c.content_length}};
+        request.headers = headers;
         request.body = "rest";
-        ReadBody(stream, request, c.max_bytes);
+        ReadBody(stream, request, c.max_bytes, kSmallBodyLimits);
         EXPECT_EQ(request.body, c.body) << c.why;
+        EXPECT_EQ(stream.body_begun, stream.reads > 0) << c.why;
     }
 }
 
 TEST(ChunkedRequestTest, TheWordCountsAnywhereInTheHeaderInAnyCase) {
-    EXPECT_TRUE(IsChunkedRequest({{"transfer-encoding", "chunked"}}));
-    EXPECT_TRUE(IsChunkedRequest({{"transfer-encoding", "gzip, ChUnKeD"}}));
-    EXPECT_FALSE(IsChunkedRequest({{"transfer-encoding", "identity"}}));
-    EXPECT_FALSE(IsChunkedRequest({{"content-encoding", "chunked"}}));
-    EXPECT_FALSE(IsChunkedRequest({}));
+    EXPECT_TRUE(IsChunkedRequest(HeaderText{{"transfer-encoding", "chunked"}}));
+    EXPECT_TRUE(IsChunkedRequest(HeaderText{{"transfer-encoding", "gzip, ChUnKeD"}}));
+    EXPECT_FALSE(IsChunkedRequest(HeaderText{{"transfer-encoding", "identity"}}));
+    EXPECT_FALSE(IsChunkedRequest(HeaderText{{"content-encoding", "chunked"}}));
+    EXPECT_FALSE(IsChunkedRequest(HeaderList()));
+}
+
+TEST(ReadRequestTest, GivesOneRequestWithItsViewsOrNothing) {
+    FakeStream stream("POST /a?b HTTP/1.1\r\nHost: h\r\n\r\nbody", 5);
+    const auto first = ReadRequest(stream);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->path, "/a");
+    EXPECT_EQ(first->query, "b");
+    EXPECT_EQ(GetHeader(first->headers, "host"), "h");
+
+    FakeStream gone("POST /a?b HTTP/1.1\r\n");
+    EXPECT_FALSE(ReadRequest(gone));
+    EXPECT_EQ(gone.writes, 0);
+
+    FakeStream malformed("POST\r\n\r\n");
+    EXPECT_FALSE(ReadRequest(malformed));
+    EXPECT_TRUE(malformed.output.starts_with("HTTP/1.1 400 Bad Request\r\n")) << malformed.output;
+}
+
+TEST(ReadRequestTest, AMovedRequestKeepsItsViews) {
+    FakeStream stream("GET /a HTTP/1.1\r\nHost: h\r\n\r\n");
+    auto request = ReadRequest(stream);
+    ASSERT_TRUE(request);
+    const HttpRequest moved = std::move(*request);
+    request.reset();
+    EXPECT_EQ(moved.path, "/a");
+    EXPECT_EQ(GetHeader(moved.headers, "host"), "h");
+}
+
+// However a head is made, what is held for it is its text: 350,000 lines are no objects.
+TEST(ReadRequestTest, HoldsTheTextOfAHeadAndNoMore) {
+    std::string head = "POST /api/login HTTP/1.1\r\n";
+    while (head.size() < kMebibyte - 10) head += ":\n";
+    FakeStream stream(head + "X:\r\n\r\n");
+    const auto request = ReadRequest(stream);
+    ASSERT_TRUE(request);
+    EXPECT_LE(request->head.capacity(), 2 * kMebibyte + 4096);
+    EXPECT_EQ(request->body, "");
+}
+
+TEST(AwaitBodyTest, TellsOnlyWhoAsksToContinueAndWaitsWithItsBody) {
+    const struct {
+        const char* version;
+        HeaderText headers;
+        const char* body;
+        bool is_told;
+        const char* why;
+    } kCases[] = {
+        {"HTTP/1.1", {{"Expect", "100-continue"}, {"Content-Length", "5"}}, "", true, "asks"},
+        {"HTTP/1.1",
+         {{"EXPECT", "100-Continue \t"}, {"content-length", "5"}},
+         "",
+         true,
+         "any case"},
+        {"HTTP/1.1", {{"Content-Length", "5"}}, "", false, "does not ask"},
+        {"HTTP/1.0", {{"Expect", "100-continue"}, {"Content-Length", "5"}}, "", false, "1.0"},
+        {"HTTP/1.1",
+         {{"Expect", "100-continue"}, {"Content-Length", "5"}},
+         "b",
+         false,
+         "has begun"},
+        {"HTTP/1.1", {{"Expect", "100-continue"}, {"Content-Length", "0"}}, "", false, "no body"},
+        {"HTTP/1.1", {{"Expect", "100-continue"}}, "", false, "no length"},
+        {"HTTP/1.1",
+         {{"Expect", "100-continued"}, {"Content-Length", "5"}},
+         "",
+         false,
+         "other word"},
+        {"HTTP/1.1", {{"Expect", ""}, {"Content-Length", "5"}}, "", false, "an empty word"},
+    };
+    for (const auto& c : kCases) {
+        FakeStream stream;
+        HttpRequest request;
+        request.version = c.version;
+        request.headers = c.headers;
+        request.body = c.body;
+        EXPECT_EQ(AsksToContinue(request), c.is_told) << c.why;
+        AwaitBody(stream, request, kNamesBodyLimits);
+        EXPECT_EQ(stream.output, c.is_told ? "HTTP/1.1 100 Continue\r\n\r\n" : "") << c.why;
+        EXPECT_EQ(stream.limits.total, std::chrono::seconds(120)) << c.why;
+    }
+}
+
+TEST(AwaitBodyTest, TheWordGoesOutBeforeTheBodyIsReadAndOnce) {
+    FakeStream stream("hello", 2);
+    const HeaderText headers{{"expect", "100-continue"}, {"content-length", "5"}};
+    HttpRequest request;
+    request.version = "HTTP/1.1";
+    request.headers = headers;
+    ReadBody(stream, request, 100, kSmallBodyLimits);
+    EXPECT_EQ(request.body, "hello");
+    EXPECT_EQ(stream.output, "HTTP/1.1 100 Continue\r\n\r\n");
+    EXPECT_EQ(stream.reads_at_first_write, 0);
 }
 
 }  // namespace

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "net/socket_win.h"
 #include "net/tls_client.h"
+#include "support/client_socket_win.h"
 
 namespace harbinet::test {
 
@@ -20,6 +22,11 @@ struct SocketPair {
     SocketPair();
 
     WinsockReference winsock;
+    // The server's end with its owner, which uses these calls.
+    std::shared_ptr<Socket> TakeServer(SocketCalls& calls = SystemSocketCalls()) {
+        return std::make_shared<Socket>(server.Release(), calls);
+    }
+
     UniqueSocket client;
     UniqueSocket server;
 };

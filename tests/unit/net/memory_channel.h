@@ -2,14 +2,13 @@
 #pragma once
 
 #include <algorithm>
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <mutex>
+#include <new>
 #include <string>
 #include <string_view>
-#include <thread>
 
 #include "net/channel.h"
 #include "net/tls_client.h"
@@ -54,6 +53,8 @@ class MemoryChannel final : public Channel {
 public:
     Result Receive(std::span<char> buffer) override {
         ++receives;
+        unread_by_client_at_receive = to_client.Size();
+        if (receive_throws) throw std::bad_alloc();
         if (receive_would_block > 0) {
             --receive_would_block;
             return {Status::kTryAgain};
@@ -64,12 +65,12 @@ public:
     }
     Result Send(std::string_view bytes) override {
         ++sends;
+        if (send_throws) throw std::bad_alloc();
         if (peer_is_gone) return {};
         if (send_would_block > 0) {
             --send_would_block;
             return {Status::kTryAgain};
         }
-        std::this_thread::sleep_for(send_takes);
         const std::string_view taken = bytes.substr(0, bytes_per_send);
         to_client.Write(taken);
         return {Status::kDone, taken.size()};
@@ -78,7 +79,7 @@ public:
         waits.push_back(direction);
         return wait_succeeds;
     }
-    void BeginBody() override { ++bodies; }
+    void BeginBody(const BodyLimits&) override { ++bodies; }
 
     Transport Client() {
         return {[this](std::string_view bytes) { to_server.Write(bytes); },
@@ -92,10 +93,12 @@ public:
     int receives = 0;
     int sends = 0;
     int bodies = 0;
+    std::size_t unread_by_client_at_receive = 0;  // what the server had sent by then
+    bool receive_throws = false;
+    bool send_throws = false;
     int receive_would_block = 0;
     int send_would_block = 0;
     std::size_t bytes_per_send = SIZE_MAX;
-    std::chrono::milliseconds send_takes{0};
     bool peer_is_gone = false;
     bool wait_succeeds = true;
     std::deque<Direction> waits;

@@ -28,7 +28,7 @@ TEST(OpenConnectionsTest, WithNoneNothingIsWaitedFor) {
 TEST(OpenConnectionsTest, AnEndedOneIsNotWaitedFor) {
     OpenConnections connections;
     SocketPair pair;
-    { const OpenConnections::Entry entry(connections, pair.server.Get()); }
+    { const OpenConnections::Entry entry(connections, pair.TakeServer()); }
     EXPECT_TRUE(connections.CutAll(milliseconds(0)));
 }
 
@@ -37,15 +37,17 @@ TEST(OpenConnectionsTest, ThreadsThatWaitForTheirClientsEndAtOnce) {
     SocketPair silent;
     SocketPair deaf;
     std::jthread reader([&connections, &silent] {
-        const OpenConnections::Entry entry(connections, silent.server.Get());
+        const auto socket = silent.TakeServer();
+        const OpenConnections::Entry entry(connections, socket);
         char byte = 0;
-        EXPECT_LE(recv(silent.server.Get(), &byte, 1, 0), 0);
+        EXPECT_LE(socket->Receive({&byte, 1}), 0);
     });
     std::jthread writer([&connections, &deaf] {
-        const OpenConnections::Entry entry(connections, deaf.server.Get());
+        const auto socket = deaf.TakeServer();
+        const OpenConnections::Entry entry(connections, socket);
         const std::string much(1'000'000, 'x');
         for (int megabyte = 0; megabyte < 500; ++megabyte) {
-            if (send(deaf.server.Get(), much.data(), static_cast<int>(much.size()), 0) <= 0) return;
+            if (socket->Send(much) <= 0) return;
         }
         ADD_FAILURE() << "nobody took these bytes";
     });
@@ -55,13 +57,26 @@ TEST(OpenConnectionsTest, ThreadsThatWaitForTheirClientsEndAtOnce) {
     EXPECT_LT(Clock::now() - start, seconds(5));
 }
 
+TEST(OpenConnectionsTest, ACutConnectionMakesNoFurtherCall) {
+    SocketPair pair;
+    const auto socket = pair.TakeServer();
+    ASSERT_TRUE(test::SendText(pair.client.Get(), "x"));
+    socket->Cancel();
+    char byte = 0;
+    EXPECT_EQ(socket->Receive({&byte, 1}), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSA_OPERATION_ABORTED);
+    EXPECT_EQ(socket->Send("x"), SOCKET_ERROR);
+    EXPECT_EQ(socket->WaitReadable(milliseconds(0)), SOCKET_ERROR);
+    EXPECT_EQ(socket->WaitWritable(milliseconds(0)), SOCKET_ERROR);
+}
+
 TEST(OpenConnectionsTest, ABusyThreadIsGivenItsTimeAndNoMore) {
     OpenConnections connections;
     SocketPair pair;
     std::atomic<bool> is_added = false;
     std::atomic<bool> may_end = false;
     std::jthread busy([&] {
-        const OpenConnections::Entry entry(connections, pair.server.Get());
+        const OpenConnections::Entry entry(connections, pair.TakeServer());
         is_added = true;
         while (!may_end) std::this_thread::sleep_for(milliseconds(1));
     });

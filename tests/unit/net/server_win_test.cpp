@@ -22,6 +22,7 @@ using test::ConnectTo;
 using test::Messages;
 using test::ReceiveText;
 using test::SendText;
+using test::UniqueSocket;
 using Clock = std::chrono::steady_clock;
 
 // Counts what the server and its connections do and lets the test wait for it.
@@ -113,14 +114,12 @@ protected:
             log_, state_,
             Server::Callbacks{
                 [this] { return tls_; },
-                [events = events_](UniqueSocket socket, const sockaddr_storage& peer) {
+                [events = events_](std::shared_ptr<Socket> socket, const sockaddr_storage& peer) {
                     events->Add(NumericHost(peer));
                     events->Add("connection");
-                    for (std::string byte = ReceiveText(socket.Get(), 1); !byte.empty();
-                         byte = ReceiveText(socket.Get(), 1)) {
-                        SendText(socket.Get(), byte);
-                    }
-                    socket.Reset();
+                    char byte = 0;
+                    while (socket->Receive({&byte, 1}) > 0) socket->Send({&byte, 1});
+                    socket.reset();
                     events->Add("connection closed");
                 },
                 [events = events_] { events->Add("state"); }, start_thread_},

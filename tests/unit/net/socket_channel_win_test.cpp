@@ -25,10 +25,15 @@ class RecordingCalls final : public SocketCalls {
 public:
     int SetOption(SOCKET socket, int level, int name, DWORD value) override {
         if (name == SO_RCVTIMEO) ++receive_timeouts;
-        if (name == SO_SNDTIMEO || name == TCP_NODELAY) ++send_options;
+        if (name == TCP_NODELAY) ++send_options;
         if (level == failing_level && name == failing_option) return SOCKET_ERROR;
         return SocketCalls::SetOption(socket, level, name, value);
     }
+    int StopBlocking(SOCKET socket) override {
+        ++send_options;
+        return refuses_to_stop_blocking ? SOCKET_ERROR : SocketCalls::StopBlocking(socket);
+    }
+    std::optional<std::uint64_t> AcknowledgedBytes(SOCKET) override { return acknowledged; }
     int Receive(SOCKET socket, char* buffer, int size) override {
         calls.push_back("receive");
         if (endless) {
@@ -50,8 +55,12 @@ public:
         SocketCalls::Close(socket);
         return Fails("close") ? SOCKET_ERROR : 0;
     }
-    int WaitReadable(SOCKET, const timeval& timeout) override { return Wait(timeout); }
-    int WaitWritable(SOCKET, const timeval& timeout) override { return Wait(timeout); }
+    int WaitReadable(SOCKET socket, const timeval& timeout) override {
+        return Wait(timeout, SocketCalls::WaitReadable(socket, timeout));
+    }
+    int WaitWritable(SOCKET socket, const timeval& timeout) override {
+        return Wait(timeout, SocketCalls::WaitWritable(socket, timeout));
+    }
 
     std::vector<std::string> calls;
     std::string failing;
@@ -62,8 +71,10 @@ public:
     int send_options = 0;
     bool endless = false;
     int endless_bytes = 0;
-    int wait_result = 0;
+    std::optional<int> wait_result;  // in place of the real one
     timeval waited{};
+    bool refuses_to_stop_blocking = false;
+    std::optional<std::uint64_t> acknowledged;
 
 private:
     bool Fails(const char* name) const {
@@ -71,9 +82,9 @@ private:
         WSASetLastError(error);
         return true;
     }
-    int Wait(const timeval& timeout) {
+    int Wait(const timeval& timeout, int result) {
         waited = timeout;
-        return wait_result;
+        return wait_result.value_or(result);
     }
 };
 
@@ -82,7 +93,7 @@ protected:
     // No test waits for the real drain limit.
     SocketChannel Make(ConnectionLimits limits = {}) {
         if (limits.drain == kDrainLimit) limits.drain = milliseconds(20);
-        return SocketChannel(std::move(pair_.server), limits, calls_);
+        return SocketChannel(pair_.TakeServer(calls_), limits);
     }
     static milliseconds Since(std::chrono::steady_clock::time_point start) {
         return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
@@ -129,9 +140,34 @@ TEST_F(SocketChannelTest, DrippingBytesDoNotProlongTheHeadDeadline) {
     EXPECT_LT(Since(start), milliseconds(2000));
 }
 
+TEST_F(SocketChannelTest, DrippingBytesDoNotProlongTheTotalOfABody) {
+    SocketChannel channel = Make({.head = milliseconds(100)});
+    channel.BeginBody({.idle = milliseconds(2000), .total = milliseconds(400)});
+    const auto start = std::chrono::steady_clock::now();
+    std::atomic<bool> done = false;
+    std::jthread client([this, &done] {
+        while (!done && SendText(pair_.client.Get(), "x")) Sleep(20);
+    });
+    int bytes = 0;
+    while (channel.Receive(buffer_).status == Status::kDone && Since(start).count() < 5000) ++bytes;
+    done = true;
+    EXPECT_GT(bytes, 3);
+    EXPECT_GE(Since(start), milliseconds(390));
+    EXPECT_LT(Since(start), milliseconds(2000));
+}
+
+TEST_F(SocketChannelTest, AWaitEndsWithTheIdleLimitBeforeTheTotalIsOver) {
+    SocketChannel channel = Make();
+    channel.BeginBody({.idle = milliseconds(200), .total = milliseconds(20'000)});
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kEnded);
+    EXPECT_GE(Since(start), milliseconds(190));
+    EXPECT_LT(Since(start), milliseconds(5000));
+}
+
 TEST_F(SocketChannelTest, TheBodyLimitHoldsForEachWaitAlone) {
-    SocketChannel channel = Make({.head = milliseconds(100), .body_idle = milliseconds(400)});
-    channel.BeginBody();
+    SocketChannel channel = Make({.head = milliseconds(100)});
+    channel.BeginBody({.idle = milliseconds(400), .total = {}});
     const auto start = std::chrono::steady_clock::now();
     std::jthread client([this] {
         for (int i = 0; i < 4; ++i) {
@@ -156,15 +192,109 @@ TEST_F(SocketChannelTest, AHeadThatComesAtOnceSetsTheTimeoutOnce) {
     EXPECT_EQ(calls_.receive_timeouts, 1);
 }
 
+// Sends until the client's side and the system are full, and stay so: their buffers grow at first.
+void Fill(SocketChannel& channel) {
+    const std::string chunk(1024 * 1024, 'x');
+    int refusals_in_a_row = 0;
+    for (int sends = 0; refusals_in_a_row < 5; ++sends) {
+        ASSERT_LT(sends, 500);
+        if (channel.Send(chunk).status == Status::kDone) {
+            refusals_in_a_row = 0;
+        } else {
+            ++refusals_in_a_row;
+            Sleep(20);
+        }
+    }
+}
+
+TEST_F(SocketChannelTest, ASendNeverWaits) {
+    SocketChannel channel = Make({.drain = milliseconds(1)});
+    const auto start = std::chrono::steady_clock::now();
+    Fill(channel);
+    EXPECT_EQ(channel.Send("x").status, Status::kTryAgain);
+    EXPECT_LT(Since(start), milliseconds(5000));
+}
+
 TEST_F(SocketChannelTest, AClientThatTakesNothingMissesTheWriteLimit) {
     SocketChannel channel = Make({.write = milliseconds(300), .drain = milliseconds(1)});
-    const std::string chunk(1024 * 1024, 'x');
+    Fill(channel);
     const auto start = std::chrono::steady_clock::now();
-    int sends = 0;
-    while (channel.Send(chunk).status == Status::kDone && sends < 200) ++sends;
-    EXPECT_LT(sends, 200);
+    while (channel.Wait(Channel::Direction::kSend) && Since(start).count() < 5000) {
+        EXPECT_EQ(channel.Send("x").status, Status::kTryAgain);
+    }
     EXPECT_GE(Since(start), milliseconds(290));
-    EXPECT_LT(Since(start), milliseconds(5000));
+    EXPECT_LT(Since(start), milliseconds(2000));
+}
+
+TEST_F(SocketChannelTest, EachByteThatTheClientTakesStartsTheWriteLimitAgain) {
+    SocketChannel channel = Make({.write = milliseconds(400), .drain = milliseconds(1)});
+    Fill(channel);
+    const auto start = std::chrono::steady_clock::now();
+    calls_.wait_result = 0;  // never counts as writable
+    for (int i = 0; i < 4; ++i) {
+        Sleep(200);
+        EXPECT_TRUE(channel.Wait(Channel::Direction::kSend)) << i;
+        // The client takes all there is, so that the next bytes find room.
+        ReceiveText(pair_.client.Get(), 8 * 1024 * 1024);
+        EXPECT_EQ(channel.Send("x").status, Status::kDone) << i;
+        Fill(channel);
+    }
+    EXPECT_GE(Since(start), milliseconds(790));
+}
+
+TEST_F(SocketChannelTest, AWaitForRoomIsCutIntoSecondsSoThatSlowClientsAreServed) {
+    SocketChannel channel = Make({.drain = milliseconds(1)});
+    Fill(channel);
+    calls_.wait_result = 0;
+    EXPECT_TRUE(channel.Wait(Channel::Direction::kSend));
+    EXPECT_EQ(calls_.waited.tv_sec, 1);
+    EXPECT_EQ(calls_.waited.tv_usec, 0);
+}
+
+TEST_F(SocketChannelTest, AcknowledgedBytesCountAsTaken) {
+    const struct {
+        std::optional<std::uint64_t> before;
+        std::optional<std::uint64_t> after;
+        bool is_alive;
+    } kCases[] = {
+        {1000, 9192, true}, {1000, 9191, false}, {1000, 1000, false},
+        {{}, {}, false},    {1000, {}, false},   {{}, 90'000, false},
+    };
+    for (const auto& c : kCases) {
+        SocketPair pair;
+        SocketChannel channel(pair.TakeServer(calls_),
+                              {.write = milliseconds(50), .drain = milliseconds(1)});
+        Fill(channel);
+        calls_.wait_result = 0;
+        calls_.acknowledged = c.before;
+        EXPECT_TRUE(channel.Wait(Channel::Direction::kSend));
+        calls_.acknowledged = c.after;
+        Sleep(60);
+        EXPECT_EQ(channel.Wait(Channel::Direction::kSend), c.is_alive);
+        if (c.is_alive) {
+            Sleep(60);
+            EXPECT_FALSE(channel.Wait(Channel::Direction::kSend)) << "nothing more was taken";
+        }
+        pair.client.Reset();
+    }
+}
+
+TEST_F(SocketChannelTest, ASocketThatCannotStopBlockingStillSends) {
+    calls_.refuses_to_stop_blocking = true;
+    SocketChannel channel = Make();
+    EXPECT_EQ(channel.Send(std::string(2000, 'x')).status, Status::kDone);
+    SendText(pair_.client.Get(), "x");
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kDone);
+}
+
+TEST_F(SocketChannelTest, AfterALargeSendReceivingStillWaits) {
+    SocketChannel channel = Make({.head = milliseconds(5000)});
+    EXPECT_EQ(channel.Send(std::string(2000, 'x')).status, Status::kDone);
+    std::jthread client([this] {
+        Sleep(200);
+        SendText(pair_.client.Get(), "late");
+    });
+    EXPECT_EQ(channel.Receive(buffer_).count, 4u);
 }
 
 TEST_F(SocketChannelTest, AResetPeerFailsTheWrite) {
@@ -214,17 +344,12 @@ TEST_F(SocketChannelTest, AClientThatSendsALotIsCutOffAfter64MiB) {
     EXPECT_EQ(calls_.calls.back(), "close");
 }
 
-TEST_F(SocketChannelTest, OptionsThatAreRefusedDoNotHinder) {
-    for (const auto& [level, option] :
-         {std::pair{int{IPPROTO_TCP}, TCP_NODELAY}, std::pair{SOL_SOCKET, SO_SNDTIMEO}}) {
-        SocketPair pair;
-        calls_.failing_level = level;
-        calls_.failing_option = option;
-        SocketChannel channel(std::move(pair.server), {}, calls_);
-        EXPECT_EQ(channel.Send(std::string(2000, 'x')).status, Status::kDone);
-        pair.client.Reset();
-    }
-    EXPECT_EQ(calls_.send_options, 4);
+TEST_F(SocketChannelTest, AnOptionThatIsRefusedDoesNotHinder) {
+    calls_.failing_level = IPPROTO_TCP;
+    calls_.failing_option = TCP_NODELAY;
+    SocketChannel channel = Make();
+    EXPECT_EQ(channel.Send(std::string(2000, 'x')).status, Status::kDone);
+    EXPECT_EQ(calls_.send_options, 2);
 }
 
 TEST_F(SocketChannelTest, ShortRepliesNeedNoOptionsForSending) {
@@ -280,32 +405,37 @@ TEST_F(SocketChannelTest, AFailingDrainOrCloseStillEndsTheConnection) {
     EXPECT_THAT(calls_.calls, testing::ElementsAre("shutdown", "receive", "close"));
 
     SocketPair other;
-    SocketChannel second(std::move(other.server), {}, calls_);
+    SocketChannel second(other.TakeServer(calls_), {.drain = milliseconds(20)});
     calls_.failing = "close";
     other.client.Reset();
     second.Close();
     EXPECT_EQ(calls_.calls.back(), "close");
 }
 
-TEST_F(SocketChannelTest, WaitingIsBoundedByTheWriteLimit) {
+TEST_F(SocketChannelTest, WaitingForBytesInTheMiddleOfAWriteIsBoundedByTheWriteLimit) {
     SocketChannel channel = Make({.write = milliseconds(30'500), .drain = milliseconds(1)});
-    for (const auto direction : {Channel::Direction::kReceive, Channel::Direction::kSend}) {
-        for (const int result : {1, 0, SOCKET_ERROR}) {
-            calls_.wait_result = result;
-            calls_.waited = {};
-            EXPECT_EQ(channel.Wait(direction), result == 1);
-            EXPECT_EQ(calls_.waited.tv_sec, 30);
-            EXPECT_EQ(calls_.waited.tv_usec, 500'000);
-        }
+    SendText(pair_.client.Get(), "x");
+    for (const int result : {1, 0, SOCKET_ERROR}) {
+        calls_.wait_result = result;
+        EXPECT_EQ(channel.Wait(Channel::Direction::kReceive), result == 1);
+        EXPECT_EQ(calls_.waited.tv_sec, 30);
+        EXPECT_EQ(calls_.waited.tv_usec, 500'000);
     }
 }
 
-TEST(ConnectionLimitsTest, AreThirtySixtyThirtyAndTwoSeconds) {
+TEST(ConnectionLimitsTest, AreThirtyThirtyAndTwoSeconds) {
     const ConnectionLimits limits;
     EXPECT_EQ(limits.head, milliseconds(30'000));
-    EXPECT_EQ(limits.body_idle, milliseconds(60'000));
     EXPECT_EQ(limits.write, milliseconds(30'000));
     EXPECT_EQ(limits.drain, milliseconds(2'000));
+}
+
+TEST(BodyLimitsTest, AreShortForSmallBodiesAndWithoutATotalForUploads) {
+    EXPECT_EQ(kSmallBodyLimits.total, milliseconds(30'000));
+    EXPECT_EQ(kNamesBodyLimits.idle, milliseconds(60'000));
+    EXPECT_EQ(kNamesBodyLimits.total, milliseconds(120'000));
+    EXPECT_EQ(kUploadLimits.idle, milliseconds(60'000));
+    EXPECT_EQ(kUploadLimits.total, std::nullopt);
 }
 
 TEST_F(SocketChannelTest, AReplyArrivesAlthoughTheRequestWasNeverRead) {
@@ -325,15 +455,15 @@ TEST_F(SocketChannelTest, AReplyArrivesAlthoughTheRequestWasNeverRead) {
         EXPECT_TRUE(stream.Handshake());
         calls_.calls.clear();
         EXPECT_TRUE(stream.WriteAll(reply));
-        EXPECT_THAT(calls_.calls, testing::ElementsAre("send", "send"));
+        calls_.calls.clear();
         stream.SendCloseNotify();
         channel.Close();
     }
     client_thread.join();
     EXPECT_TRUE(received == reply);
-    EXPECT_EQ(calls_.calls[2], "send");
-    EXPECT_EQ(calls_.calls[3], "shutdown");
-    EXPECT_EQ(calls_.calls[4], "receive");
+    EXPECT_EQ(calls_.calls[0], "send");
+    EXPECT_EQ(calls_.calls[1], "shutdown");
+    EXPECT_EQ(calls_.calls[2], "receive");
     EXPECT_EQ(calls_.calls.back(), "close");
 }
 

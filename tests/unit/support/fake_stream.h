@@ -26,13 +26,16 @@ public:
     }
 
     bool WriteAll(std::string_view bytes) override {
-        ++writes;
+        if (writes++ == 0) reads_at_first_write = reads;
         if (output.size() + bytes.size() > fails_after_bytes) return false;
         output += bytes;
         return true;
     }
 
-    void BeginBody() override { body_begun = true; }
+    void BeginBody(const BodyLimits& wanted) override {
+        body_begun = true;
+        limits = wanted;
+    }
 
     std::string_view Unread() const { return std::string_view(input_).substr(position_); }
 
@@ -40,7 +43,9 @@ public:
     std::size_t fails_after_bytes = SIZE_MAX;  // a write that would pass it fails
     int reads = 0;
     int writes = 0;
+    int reads_at_first_write = -1;
     bool body_begun = false;
+    BodyLimits limits{};
 
 private:
     const std::string input_;

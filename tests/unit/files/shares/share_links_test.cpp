@@ -14,7 +14,7 @@ protected:
         files.AddFile(L"D:\\Share\\docs\\\u00FC b.txt", "text");
     }
 
-    std::string Create(std::string_view query, HeaderList headers = {{"host", "pc:8443"}}) {
+    std::string Create(std::string_view query, test::HeaderText headers = {{"host", "pc:8443"}}) {
         return Serve(WithLinks(ServeCreateShareLink), "/api/share" + std::string(query),
                      std::move(headers));
     }
@@ -41,7 +41,7 @@ TEST_F(ShareLinksTest, ALinkIsToldWithItsPathUrlKindAndLifetime) {
 }
 
 TEST_F(ShareLinksTest, WithoutAHostTheUrlIsEmpty) {
-    for (const HeaderList& headers : {HeaderList{}, HeaderList{{"host", ""}}}) {
+    for (const test::HeaderText& headers : {test::HeaderText{}, test::HeaderText{{"host", ""}}}) {
         EXPECT_NE(Create("?path=docs", headers).find(R"(","url":"","kind":"dir")"),
                   std::string::npos);
     }

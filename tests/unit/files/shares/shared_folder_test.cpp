@@ -27,7 +27,7 @@ protected:
     std::string Delete(std::string body) {
         return Post(WithLinks(ServeFolderLinkPost), link_ + "/api/delete", std::move(body));
     }
-    std::string Upload(HeaderList headers, const std::string& body = {}) {
+    std::string Upload(test::HeaderText headers, const std::string& body = {}) {
         return Serve(WithLinks(ServeFolderLinkPost), link_ + "/upload", std::move(headers), body);
     }
     std::string UploadForm(const std::string& body) {
@@ -164,8 +164,8 @@ TEST_F(SharedFolderTest, AFolderThatWentAwayIsMadeAgainByAnUpload) {
 }
 
 TEST_F(SharedFolderTest, UploadErrorsAreTestedInOrderAndArePlainText) {
-    const HeaderList kChunked = {{"transfer-encoding", "Chunked"}};
-    const HeaderList kBoundary = {{"content-type", "multipart/form-data; boundary=B"}};
+    const test::HeaderText kChunked = {{"transfer-encoding", "Chunked"}};
+    const test::HeaderText kBoundary = {{"content-type", "multipart/form-data; boundary=B"}};
     files.FailOnce(FileCall::kFullPath);
     EXPECT_EQ(Upload(kChunked), Text("411 Length Required", "Chunked upload not supported"));
     EXPECT_EQ(Upload({}), Text("400 Bad Request", "Invalid dir"));
