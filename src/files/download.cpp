@@ -53,7 +53,7 @@ void ServeDownload(const FileServices& services, Exchange& exchange) {
     if (path.empty()) {
         return SendResponse(exchange.stream, 400, "Bad Request", kTextType, "Invalid path");
     }
-    if (services.files.IsDirectory(path).value_or(true)) {
+    if (services.files.Kind(path) != PathKind::kFile) {
         return SendPlainError(exchange.stream, 404, "Not Found");
     }
     DownloadWithLog(services, exchange.stream, L"DL      ", path, WideToUtf8(FileBaseName(path)));

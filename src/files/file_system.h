@@ -15,6 +15,8 @@
 
 namespace harbinet {
 
+enum class PathKind { kMissing, kFile, kFolder };
+
 struct DirectoryEntry {
     std::wstring_view name;  // valid during the callback only
     bool is_directory = false;
@@ -41,7 +43,7 @@ class WritableFile {
 public:
     // Closes the file.
     virtual ~WritableFile() = default;
-    // False when not every byte could be written.
+    // Hands the bytes to the system at once. False when not every byte could be written.
     virtual bool Write(std::string_view bytes) = 0;
 };
 
@@ -49,8 +51,8 @@ class FileSystem {
 public:
     virtual ~FileSystem() = default;
 
-    // True for a folder, false for a file, nothing when the path does not exist.
-    virtual std::optional<bool> IsDirectory(const std::wstring& path) = 0;
+    // What stands at the path.
+    virtual PathKind Kind(const std::wstring& path) = 0;
     virtual std::optional<FileInfo> Info(const std::wstring& path) = 0;
 
     // The normalised full path in at most 259 characters; empty when it does not fit.

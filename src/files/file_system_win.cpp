@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "app/large_buffer.h"
 #include "app/unique_handle_win.h"
 #include "files/file_system.h"
 #include "files/names.h"
@@ -17,8 +16,6 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 
 // One system call's worth; DWORD counts would allow little more.
 constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 30;
-
-constexpr std::size_t kWriteBlockBytes = 262'144;
 
 // The system calls would end such a path at its first NUL and act on something else.
 bool IsPath(const std::wstring& path) {
@@ -68,28 +65,11 @@ private:
     UniqueFile file_;
 };
 
-// Collects small writes: a system call for each record of a TLS connection would cost more than
-// the writing.
 class WindowsWritableFile final : public WritableFile {
 public:
     explicit WindowsWritableFile(UniqueFile file) : file_(std::move(file)) {}
-    ~WindowsWritableFile() override { Flush(); }
 
     bool Write(std::string_view bytes) override {
-        if (pending_.size() + bytes.size() > kWriteBlockBytes && !Flush()) return false;
-        if (bytes.size() >= kWriteBlockBytes) return WriteNow(bytes);
-        Append(pending_, bytes);
-        return true;
-    }
-
-private:
-    bool Flush() {
-        const bool written = WriteNow({pending_.data(), pending_.size()});
-        pending_.clear();
-        return written;
-    }
-
-    bool WriteNow(std::string_view bytes) {
         while (!bytes.empty()) {
             const auto wanted = static_cast<DWORD>(std::min(bytes.size(), kMaxTransferBytes));
             DWORD count = 0;
@@ -101,17 +81,17 @@ private:
         return true;
     }
 
+private:
     UniqueFile file_;
-    LargeBuffer pending_;
 };
 
 class WindowsFileSystem final : public FileSystem {
 public:
-    std::optional<bool> IsDirectory(const std::wstring& path) override {
+    PathKind Kind(const std::wstring& path) override {
         const DWORD attributes =
             IsPath(path) ? GetFileAttributesW(path.c_str()) : INVALID_FILE_ATTRIBUTES;
-        if (attributes == INVALID_FILE_ATTRIBUTES) return std::nullopt;
-        return IsDirectoryAttribute(attributes);
+        if (attributes == INVALID_FILE_ATTRIBUTES) return PathKind::kMissing;
+        return IsDirectoryAttribute(attributes) ? PathKind::kFolder : PathKind::kFile;
     }
 
     std::optional<FileInfo> Info(const std::wstring& path) override {

@@ -42,19 +42,25 @@ std::optional<std::wstring> ReadEntryPath(const FileServices& services, Exchange
 }
 
 bool DeleteFileOnly(FileSystem& files, const std::wstring& path) {
-    return !files.IsDirectory(path).value_or(true) && files.RemoveFile(path);
+    return files.Kind(path) == PathKind::kFile && files.RemoveFile(path);
 }
 
 }  // namespace
 
 void EnsureDirectory(FileSystem& files, const std::wstring& path) {
-    if (!files.IsDirectory(path)) files.CreateFolders(path);
+    if (files.Kind(path) == PathKind::kMissing) files.CreateFolders(path);
 }
 
 bool DeletePathEntry(FileSystem& files, const std::wstring& path) {
-    const std::optional<bool> is_directory = files.IsDirectory(path);
-    if (!is_directory) return false;
-    return *is_directory ? files.RemoveFolder(path) : files.RemoveFile(path);
+    switch (files.Kind(path)) {
+        case PathKind::kMissing:
+            return false;
+        case PathKind::kFile:
+            return files.RemoveFile(path);
+        case PathKind::kFolder:
+            return files.RemoveFolder(path);
+    }
+    return false;
 }
 
 void ServeMakeFolder(const FileServices& services, Exchange& exchange) {

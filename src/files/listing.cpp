@@ -29,7 +29,7 @@ void AppendItem(std::string& items, const DirectoryEntry& entry, ListedEntries e
 
 std::optional<std::string> ListDirectoryJson(FileSystem& files, const std::wstring& folder,
                                              ListedEntries entries) {
-    if (!files.IsDirectory(folder).value_or(false)) return std::nullopt;
+    if (files.Kind(folder) != PathKind::kFolder) return std::nullopt;
     std::string items;
     files.List(folder, [&items, entries](const DirectoryEntry& entry) {
         if (entry.is_directory && entries == ListedEntries::kFilesOnly) return;

@@ -47,10 +47,10 @@ public:
     std::vector<PackedFile> packed;
     bool prechecked = false;
 
-    std::optional<bool> IsDirectory(const std::wstring& path) override {
+    PathKind Kind(const std::wstring& path) override {
         const Fate fate = At(path).fate;
-        if (fate == Fate::kVanishes && prechecked) return std::nullopt;
-        return fate == Fate::kIsFolder;
+        if (fate == Fate::kVanishes && prechecked) return PathKind::kMissing;
+        return fate == Fate::kIsFolder ? PathKind::kFolder : PathKind::kFile;
     }
     std::optional<FileInfo> Info(const std::wstring& path) override {
         if (At(path).fate == Fate::kVanishes && prechecked) return std::nullopt;

@@ -36,12 +36,13 @@ void ServeCreateShareLink(const ShareServices& services, Exchange& exchange) {
     const std::wstring relative = NormalizeRelPath(WideQueryParam(exchange.request, "path"));
     const std::wstring path = ResolveWebPath(services.files, services.web_root.Get(), relative);
     if (path.empty()) return ReplyError(exchange.stream, 400, "Invalid path");
-    const std::optional<bool> is_directory = services.files.IsDirectory(path);
-    if (!is_directory) return ReplyError(exchange.stream, 404, "Not found");
+    const PathKind kind = services.files.Kind(path);
+    if (kind == PathKind::kMissing) return ReplyError(exchange.stream, 404, "Not found");
+    const bool is_directory = kind == PathKind::kFolder;
     // A link follows the web root: it keeps the relative path, not the full one.
-    const std::string token = services.shares.CreateShareLink(relative, *is_directory);
+    const std::string token = services.shares.CreateShareLink(relative, is_directory);
     if (token.empty()) return ReplyError(exchange.stream, 500, "Failed to create token");
-    ReplyOk(exchange.stream, LinkMembers(exchange.request, token, *is_directory));
+    ReplyOk(exchange.stream, LinkMembers(exchange.request, token, is_directory));
 }
 
 void ServeFileLink(const ShareServices& services, Exchange& exchange) {
@@ -53,7 +54,7 @@ void ServeFileLink(const ShareServices& services, Exchange& exchange) {
     if (!entry || entry->is_directory) return SendLinkGone(stream);
     const std::wstring path =
         ResolveWebPath(services.files, services.web_root.Get(), entry->relative_path);
-    if (path.empty() || services.files.IsDirectory(path).value_or(true)) {
+    if (path.empty() || services.files.Kind(path) != PathKind::kFile) {
         return SendPlainError(stream, 404, "Not Found");
     }
     DownloadWithLog(services, stream, L"SHAREDL ", path, WideToUtf8(FileBaseName(path)));

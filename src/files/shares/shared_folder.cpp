@@ -61,7 +61,7 @@ void DownloadFromSharedFolder(const ShareServices& services, Exchange& exchange,
     const std::wstring folder = ResolveFolder(services, entry);
     if (folder.empty()) return SendPlainError(stream, 404, "Not Found");
     const std::wstring path = JoinDirName(folder, name);
-    if (services.files.IsDirectory(path).value_or(true)) {
+    if (services.files.Kind(path) != PathKind::kFile) {
         return SendPlainError(stream, 404, "Not Found");
     }
     DownloadWithLog(services, stream, L"SHDIRDL ", path, WideToUtf8(name));
@@ -80,9 +80,9 @@ void DeleteFromSharedFolder(const ShareServices& services, Exchange& exchange,
     const std::wstring folder = ResolveFolder(services, entry);
     if (folder.empty()) return RefuseDelete(stream, 400, "Bad Request", "Invalid dir");
     const std::wstring path = JoinDirName(folder, name);
-    const std::optional<bool> is_directory = services.files.IsDirectory(path);
-    if (!is_directory) return RefuseDelete(stream, 404, "Not Found", "Not found");
-    if (*is_directory) {
+    const PathKind kind = services.files.Kind(path);
+    if (kind == PathKind::kMissing) return RefuseDelete(stream, 404, "Not Found", "Not found");
+    if (kind == PathKind::kFolder) {
         return RefuseDelete(stream, 400, "Bad Request", "Directories cannot be deleted here");
     }
     if (!services.files.RemoveFile(path)) {

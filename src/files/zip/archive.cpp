@@ -125,7 +125,7 @@ std::size_t ArchiveBytes(const std::vector<ZipItem>& items) {
 // Appends one entry; nothing, with the archive as it was, when the file can no longer be read.
 std::optional<ZipCentralRecord> AppendEntry(FileSystem& files, const ZipItem& item,
                                             ZipBuffer& archive, LocalClock now) {
-    if (files.IsDirectory(item.path).value_or(true)) return std::nullopt;
+    if (files.Kind(item.path) != PathKind::kFile) return std::nullopt;
     const std::size_t header_at = archive.Size();
     const std::size_t data_at = header_at + kLocalHeaderBytes + item.entry_name.size();
 

@@ -94,7 +94,7 @@ TEST_F(FileSystemWinTest, NamesOf255CharactersAndEmojiWork) {
                                    L"\U0001F600.txt", L"a b.c.d"};
     for (const std::wstring& name : kNames) {
         EXPECT_TRUE(Put(Path(name), "x"));
-        EXPECT_EQ(files_.IsDirectory(Path(name)), false);
+        EXPECT_EQ(files_.Kind(Path(name)), PathKind::kFile);
         EXPECT_EQ(Names(root_), std::vector<std::wstring>{name});
         EXPECT_EQ(Get(Path(name)), "x");
         EXPECT_TRUE(files_.RemoveFile(Path(name)));
@@ -161,12 +161,12 @@ TEST_F(FileSystemWinTest, OnlyEmptyFoldersAreRemovedAndOnlyAsFolders) {
     EXPECT_FALSE(files_.RemoveFolder(Path(L"sub\\a")));
     EXPECT_TRUE(files_.RemoveFile(Path(L"sub\\a")));
     EXPECT_TRUE(files_.RemoveFolder(Path(L"sub")));
-    EXPECT_EQ(files_.IsDirectory(Path(L"sub")), std::nullopt);
+    EXPECT_EQ(files_.Kind(Path(L"sub")), PathKind::kMissing);
 }
 
 TEST_F(FileSystemWinTest, FoldersAreMadeWithTheirParents) {
     files_.CreateFolders(Path(L"a\\b\\c"));
-    EXPECT_EQ(files_.IsDirectory(Path(L"a\\b\\c")), true);
+    EXPECT_EQ(files_.Kind(Path(L"a\\b\\c")), PathKind::kFolder);
     EXPECT_TRUE(files_.Info(Path(L"a"))->is_directory);
     for (const wchar_t* path : {L"a\\b\\c", L"a\\b", L"a"}) {
         EXPECT_TRUE(files_.RemoveFolder(Path(path)));
@@ -182,7 +182,7 @@ TEST_F(FileSystemWinTest, OthersMayReadWriteAndDeleteAFileThatIsBeingSent) {
         EXPECT_TRUE(Put(Path(L"f"), "other"));
         EXPECT_TRUE(files_.RemoveFile(Path(L"f")));
     }
-    EXPECT_EQ(files_.IsDirectory(Path(L"f")), std::nullopt);
+    EXPECT_EQ(files_.Kind(Path(L"f")), PathKind::kMissing);
 }
 
 TEST_F(FileSystemWinTest, TwoUploadsOfOneNameWriteTheSameFile) {
@@ -223,7 +223,7 @@ TEST_F(FileSystemWinTest, DevicesAreNoFiles) {
 TEST_F(FileSystemWinTest, APathWithANulNamesNothing) {
     Put(Path(L"f"), "x");
     const std::wstring path = Path(L"f") + std::wstring(L"\0.txt", 5);
-    EXPECT_EQ(files_.IsDirectory(path), std::nullopt);
+    EXPECT_EQ(files_.Kind(path), PathKind::kMissing);
     EXPECT_EQ(files_.Info(path), std::nullopt);
     EXPECT_EQ(files_.FullPath(path), L"");
     EXPECT_EQ(files_.OpenForReading(path), nullptr);

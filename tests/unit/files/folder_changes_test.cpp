@@ -52,8 +52,8 @@ TEST_F(FolderChangesTest, AFolderIsMadeInTheGivenFolderOrTheRoot) {
     EXPECT_EQ(Post(ServeMakeFolder, "/api/mkdir", R"({"path":"docs","name":"new"})"), kOk);
     EXPECT_EQ(Post(ServeMakeFolder, "/api/mkdir", R"({"path":"","name":"\u00FC"})"), kOk);
     EXPECT_EQ(Post(ServeMakeFolder, "/api/mkdir", "{\"name\":\"\xC3\xBC\"}"), kOk);
-    EXPECT_EQ(files.IsDirectory(L"D:\\Share\\docs\\new"), true);
-    EXPECT_EQ(files.IsDirectory(L"D:\\Share\\\u00FC"), true);
+    EXPECT_EQ(files.Kind(L"D:\\Share\\docs\\new"), PathKind::kFolder);
+    EXPECT_EQ(files.Kind(L"D:\\Share\\\u00FC"), PathKind::kFolder);
     EXPECT_EQ(Logged(), (Lines{L"MKDIR   D:\\Share\\docs\\new", L"MKDIR   D:\\Share\\u00FC",
                                L"MKDIR   D:\\Share\\\u00FC"}));
 }
@@ -98,7 +98,7 @@ TEST_F(FolderChangesTest, WhatTheSystemKeepsIsReportedAsNotDeleted) {
     files.At(L"D:\\Share\\docs\\a.txt").is_read_only = true;
     EXPECT_EQ(Post(ServeDelete, "/api/delete", kBody), Error("Failed to delete"));
     files.At(L"D:\\Share\\docs\\a.txt").is_read_only = false;
-    for (const FileCall call : {FileCall::kIsDirectory, FileCall::kRemoveFile}) {
+    for (const FileCall call : {FileCall::kKind, FileCall::kRemoveFile}) {
         files.FailOnce(call);
         EXPECT_EQ(Post(ServeDelete, "/api/delete", kBody), Error("Failed to delete"));
     }
@@ -148,10 +148,10 @@ TEST_F(FolderChangesTest, DeleteManyGoesOnAfterAFailureAndKeepsTheOrder) {
 
 TEST_F(FolderChangesTest, EnsuringAFolderMakesItsParentsAndLeavesWhatExists) {
     EnsureDirectory(files, L"D:\\Share\\x\\y");
-    EXPECT_EQ(files.IsDirectory(L"D:\\Share\\x"), true);
-    EXPECT_EQ(files.IsDirectory(L"D:\\Share\\x\\y"), true);
+    EXPECT_EQ(files.Kind(L"D:\\Share\\x"), PathKind::kFolder);
+    EXPECT_EQ(files.Kind(L"D:\\Share\\x\\y"), PathKind::kFolder);
     EnsureDirectory(files, L"D:\\Share\\docs\\a.txt");
-    EXPECT_EQ(files.IsDirectory(L"D:\\Share\\docs\\a.txt"), false);
+    EXPECT_EQ(files.Kind(L"D:\\Share\\docs\\a.txt"), PathKind::kFile);
 }
 
 }  // namespace

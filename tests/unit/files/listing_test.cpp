@@ -81,7 +81,7 @@ TEST_F(ListingTest, AFolderThatCannotBeOpenedIsListedAsEmpty) {
 }
 
 TEST_F(ListingTest, AFolderWhoseAttributesCannotBeReadIsNotFound) {
-    files.FailOnce(FileCall::kIsDirectory);
+    files.FailOnce(FileCall::kKind);
     EXPECT_EQ(List(""), Json("404 Error", R"({"ok":false,"error":"Directory not found"})"));
 }
 

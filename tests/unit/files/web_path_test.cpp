@@ -63,7 +63,7 @@ public:
     std::wstring FullPath(const std::wstring& path) override {
         return path == L"D:\\Share" ? root_ : candidate_;
     }
-    std::optional<bool> IsDirectory(const std::wstring&) override { return std::nullopt; }
+    PathKind Kind(const std::wstring&) override { return PathKind::kMissing; }
     std::optional<FileInfo> Info(const std::wstring&) override { return std::nullopt; }
     bool List(const std::wstring&, const std::function<void(const DirectoryEntry&)>&) override {
         return false;

@@ -130,10 +130,10 @@ bool FakeFileSystem::HasEntries(const std::wstring& folder) const {
     });
 }
 
-std::optional<bool> FakeFileSystem::IsDirectory(const std::wstring& path) {
-    const FakeFile* file = Fails(FileCall::kIsDirectory) ? nullptr : Find(path);
-    if (file == nullptr) return std::nullopt;
-    return file->is_directory;
+PathKind FakeFileSystem::Kind(const std::wstring& path) {
+    const FakeFile* file = Fails(FileCall::kKind) ? nullptr : Find(path);
+    if (file == nullptr) return PathKind::kMissing;
+    return file->is_directory ? PathKind::kFolder : PathKind::kFile;
 }
 
 std::optional<FileInfo> FakeFileSystem::Info(const std::wstring& path) {

@@ -15,7 +15,7 @@
 namespace harbinet::test {
 
 enum class FileCall {
-    kIsDirectory,
+    kKind,
     kInfo,
     kFullPath,
     kList,
@@ -61,7 +61,7 @@ public:
     int reads = 0;
     std::size_t largest_read = 0;
 
-    std::optional<bool> IsDirectory(const std::wstring& path) override;
+    PathKind Kind(const std::wstring& path) override;
     std::optional<FileInfo> Info(const std::wstring& path) override;
     std::wstring FullPath(const std::wstring& path) override;
     bool List(const std::wstring& folder,

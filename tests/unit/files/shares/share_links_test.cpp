@@ -61,7 +61,7 @@ TEST_F(ShareLinksTest, ErrorsAreTestedInOrder) {
     for (const char* query : {"", "?path=", "?path=/", "?path=%5C%5c"}) {
         EXPECT_EQ(Create(query), kNoToken) << query;
     }
-    files.FailOnce(FileCall::kIsDirectory);
+    files.FailOnce(FileCall::kKind);
     EXPECT_EQ(Create("?path=docs"), Json("404 Error", R"({"ok":false,"error":"Not found"})"));
 }
 

@@ -91,7 +91,7 @@ TEST_F(SharedFolderTest, TheListingHoldsFilesOnly) {
 TEST_F(SharedFolderTest, AListingWithoutItsFolderIsNotFound) {
     files.FailOnce(FileCall::kFullPath);
     EXPECT_EQ(Get(link_ + "/api/list"), kNotFound);
-    files.FailOnce(FileCall::kIsDirectory);
+    files.FailOnce(FileCall::kKind);
     EXPECT_EQ(Get(link_ + "/api/list"),
               Json("404 Not Found", R"({"ok":false,"error":"Directory not found"})"));
 }

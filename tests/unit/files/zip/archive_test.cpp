@@ -149,7 +149,7 @@ TEST_F(ZipTest, WhatCannotBeReadIsLeftOut) {
     items.clear();
     for (const wchar_t* name : {L"a", L"b"}) Select(name, std::string(1, static_cast<char>(*name)));
     for (const FileCall call :
-         {FileCall::kInfo, FileCall::kIsDirectory, FileCall::kOpenForReading, FileCall::kRead}) {
+         {FileCall::kInfo, FileCall::kKind, FileCall::kOpenForReading, FileCall::kRead}) {
         files.FailOnce(call);
         EXPECT_EQ(Build(), kOnlyB) << static_cast<int>(call);
     }
