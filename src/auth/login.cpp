@@ -10,7 +10,6 @@ namespace harbinet {
 namespace {
 
 constexpr std::string_view kPageTitle = "Harbinet PRO";
-constexpr std::string_view kBanMessage = "Too many attempts. IP blocked for 120 seconds.";
 constexpr std::string_view kRedirectPage =
     "<!doctype html><html><head><meta charset='utf-8'/>"
     "<meta http-equiv='refresh' content='0; url=/'/></head><body></body></html>";
@@ -19,6 +18,17 @@ ExtraHeaders SessionCookie(const std::string& token) {
     return {{"Set-Cookie", "AUTH=" + token +
                                "; Path=/; Max-Age=" + std::to_string(kSessionSeconds) +
                                "; SameSite=Lax; Secure; HttpOnly"}};
+}
+
+std::string BanMessage(std::uint64_t seconds) {
+    return "Too many attempts. IP blocked for " + std::to_string(seconds) + " seconds.";
+}
+
+// The end of the log lines about a ban that begins.
+std::wstring BanNotice(const std::wstring& ip) {
+    static_assert(kBanSeconds % 60 == 0, "the log tells the ban in minutes");
+    return L"failed " + std::to_wstring(kFailuresBeforeBan) + L"x => IP banned " +
+           std::to_wstring(kBanSeconds / 60) + L" min: " + ip;
 }
 
 std::wstring SecondsRemaining(std::uint64_t seconds) {
@@ -49,8 +59,8 @@ void LoginService::Login(Exchange& exchange) {
     }
     switch (CheckPin(code, exchange.client_ip, now)) {
         case PinCheck::kWrongAndBanned:
-            log_.Log(L"AUTH    >>>>>>  ALERT <<<<<<<  failed 3x => IP banned 2 min: " + ip);
-            SendJsonError(exchange.stream, 429, JsonError(kBanMessage));
+            log_.Log(L"AUTH    >>>>>>  ALERT <<<<<<<  " + BanNotice(ip));
+            SendJsonError(exchange.stream, 429, JsonError(BanMessage(kBanSeconds)));
             break;
         case PinCheck::kWrong:
             log_.Log(L"AUTH    failed login from " + ip);
@@ -70,17 +80,16 @@ void LoginService::AutoLogin(Exchange& exchange) {
     const std::uint64_t now = clock_();
     if (const auto seconds = bans_.IsBanned(exchange.client_ip, now)) {
         log_.Log(L"AUTH    /auto blocked IP " + ip + SecondsRemaining(*seconds));
-        const std::string message =
-            "Too many attempts. IP blocked for " + std::to_string(*seconds) + " seconds.";
-        SendHtmlError(exchange.stream, 429, BuildErrorPage(kPageTitle, message));
+        SendHtmlError(exchange.stream, 429, BuildErrorPage(kPageTitle, BanMessage(*seconds)));
         return;
     }
     const std::string code = UrlDecode(GetQueryParam(exchange.request.query, "pin"));
     switch (CheckPin(code, exchange.client_ip, now)) {
         case PinCheck::kWrongAndBanned:
             // Spaced unlike the line of Login. That is meant.
-            log_.Log(L"AUTH  >>>>>>  ALERT <<<<<<< /auto failed 3x => IP banned 2 min: " + ip);
-            SendHtmlError(exchange.stream, 429, BuildErrorPage(kPageTitle, kBanMessage));
+            log_.Log(L"AUTH  >>>>>>  ALERT <<<<<<< /auto " + BanNotice(ip));
+            SendHtmlError(exchange.stream, 429,
+                          BuildErrorPage(kPageTitle, BanMessage(kBanSeconds)));
             break;
         case PinCheck::kWrong:
             log_.Log(L"AUTH    /auto wrong PIN from " + ip);
