@@ -14,6 +14,7 @@
 #include "app/paths_win.h"
 #include "app/random.h"
 #include "app/settings_win.h"
+#include "app/ui_thread.h"
 #include "app/unique_handle_win.h"
 #include "app/web_root.h"
 #include "auth/ban_table.h"
@@ -241,6 +242,7 @@ void Application::Run(const wchar_t* command_line, int show_state) {
 }  // namespace
 
 int RunApplication(HINSTANCE instance, const wchar_t* command_line, int show_state) {
+    AssertUiThread();
     // Owned until the process ends: a second copy stays refused for the whole life of the first.
     const HANDLE single_instance_mutex =
         CreateMutexW(nullptr, TRUE, L"Global\\HTTPSHarbinet_SingleInstance");

@@ -1,4 +1,4 @@
-// Where the program keeps its files. UI thread.
+// Where the program keeps its files. Any thread.
 #pragma once
 
 #include <string>

@@ -4,12 +4,14 @@
 
 #include <vector>
 
+#include "app/ui_thread.h"
 #include "app/unique_handle_win.h"
 
 namespace harbinet {
 
 std::optional<RegistryText> ReadRegistryText(const wchar_t* key, const std::wstring& name,
                                              unsigned long max_bytes) {
+    AssertUiThread();
     UniqueRegistryKey opened;
     if (RegOpenKeyExW(HKEY_CURRENT_USER, key, 0, KEY_READ, opened.Out()) != ERROR_SUCCESS) {
         return std::nullopt;
@@ -33,6 +35,7 @@ std::optional<std::wstring> ReadSetting(const std::wstring& name) {
 }
 
 bool WriteSetting(const std::wstring& name, const std::wstring& text) {
+    AssertUiThread();
     UniqueRegistryKey key;
     if (RegCreateKeyExW(HKEY_CURRENT_USER, kSettingsKey, 0, nullptr, REG_OPTION_NON_VOLATILE,
                         KEY_SET_VALUE, nullptr, key.Out(), nullptr) != ERROR_SUCCESS) {

@@ -76,7 +76,7 @@ std::optional<MultipartStatus> MultipartParser::InPreamble() {
         EnterDelimiter(*found);
         return std::nullopt;
     }
-    ReleaseAllButTail(false);
+    ReleaseAllButTail();
     return MultipartStatus::kNeedsMore;
 }
 
@@ -115,7 +115,7 @@ std::optional<MultipartStatus> MultipartParser::InData() {
         EnterDelimiter(*found);
         return std::nullopt;
     }
-    ReleaseAllButTail(true);
+    ReleaseAllButTail();
     return MultipartStatus::kNeedsMore;
 }
 
@@ -123,11 +123,11 @@ void MultipartParser::WriteData(std::size_t count) {
     if (file_open_ && count > 0) sink_.Write(window_.View().substr(0, count));
 }
 
-void MultipartParser::ReleaseAllButTail(bool write) {
+void MultipartParser::ReleaseAllButTail() {
     const std::size_t tail = delimiter_search_.PatternSize() + kTailSlack;
     const std::size_t held = window_.View().size();
     if (held <= tail) return;
-    if (write) WriteData(held - tail);
+    WriteData(held - tail);
     window_.Drop(held - tail);
     delimiter_search_.Dropped(held - tail);
 }

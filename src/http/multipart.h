@@ -54,10 +54,10 @@ private:
     std::optional<MultipartStatus> InData();
     std::optional<MultipartStatus> Step();
 
+    // Hands the first `count` bytes to the sink, while it has a file open.
     void WriteData(std::size_t count);
-    // Drops what cannot be part of a delimiter that is still arriving; `write` hands it to the
-    // sink first.
-    void ReleaseAllButTail(bool write);
+    // Writes and drops what cannot be part of a delimiter that is still arriving.
+    void ReleaseAllButTail();
     void EnterDelimiter(std::size_t delimiter_at);
 
     MultipartSink& sink_;

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "app/ascii.h"
+#include "app/ui_thread.h"
 #include "net/openssl_errors.h"
 #include "net/openssl_init.h"
 #include "net/openssl_ptr.h"
@@ -153,6 +154,7 @@ CertificateFiles CertificateFilesIn(const std::wstring& base_folder) {
 
 bool MakeCertificate(const std::filesystem::path& certificate, const std::filesystem::path& key,
                      const std::string& address) {
+    AssertUiThread();
     InitOpenSsl();
     const EvpPkeyPtr new_key = MakeKey();
     if (!new_key) return false;
@@ -163,6 +165,7 @@ bool MakeCertificate(const std::filesystem::path& certificate, const std::filesy
 }
 
 bool EnsureCertificate(const CertificateFiles& files, const std::string& address, EventLog& log) {
+    AssertUiThread();
     const std::wstring shown_address = WidenAscii(address);
     if (IsReusable(files, address)) {
         log.Log(L"TLS     cert/key ok (IP=" + shown_address + L")");

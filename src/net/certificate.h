@@ -1,6 +1,6 @@
 // The server's own identity: a self-signed P-256 certificate for one IPv4 address and the name
 // localhost, kept as PEM files beside a text file that records the address it was made for. UI
-// thread, during start-up.
+// thread, during start-up, unless a function says otherwise.
 #pragma once
 
 #include <filesystem>
@@ -17,7 +17,7 @@ struct CertificateFiles {
 };
 
 // The three files in the base data folder; an empty folder gives paths in the root of the current
-// drive.
+// drive. Any thread.
 CertificateFiles CertificateFilesIn(const std::wstring& base_folder);
 
 // Makes a new key and certificate for `address` (an IP literal) and writes both files, the key

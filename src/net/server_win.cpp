@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "app/ui_thread.h"
+
 namespace harbinet {
 namespace {
 
@@ -58,6 +60,7 @@ Server::Server(EventLog& log, ServerState& state, Callbacks callbacks, int port,
     : log_(log), state_(state), callbacks_(std::move(callbacks)), port_(port), calls_(calls) {}
 
 void Server::Start() {
+    AssertUiThread();
     if (state_.is_running) return;
     stop_requested_ = false;
     // Replacing a failed start's thread, never joined, ends the process. That is meant.
@@ -65,13 +68,17 @@ void Server::Start() {
 }
 
 void Server::Stop() {
+    AssertUiThread();
     if (!state_.is_running) return;
     stop_requested_ = true;
     WakeAcceptLoop();
     if (thread_.joinable()) thread_.join();
 }
 
-bool Server::CutConnections() { return state_.connections.CutAll(kCutLimit); }
+bool Server::CutConnections() {
+    AssertUiThread();
+    return state_.connections.CutAll(kCutLimit);
+}
 
 void Server::Run() {
     const OpenSslThread openssl;

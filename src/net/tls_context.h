@@ -8,6 +8,7 @@
 #include <string>
 
 #include "app/event_log.h"
+#include "app/ui_thread.h"
 #include "net/openssl_ptr.h"
 
 namespace harbinet {
@@ -31,7 +32,10 @@ public:
     bool IsLoaded() const { return Get() != nullptr; }
 
     // Drops the context. UI thread, after the server thread has ended.
-    void Free() { context_.store(nullptr); }
+    void Free() {
+        AssertUiThread();
+        context_.store(nullptr);
+    }
 
 private:
     EventLog& log_;

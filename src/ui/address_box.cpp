@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "app/ui_thread.h"
+
 namespace harbinet {
 namespace {
 
@@ -16,6 +18,7 @@ void AddItem(HWND box, const wchar_t* text) {
 
 void FillAddressBox(HWND box, const std::vector<std::wstring>& choices,
                     AddressSelection selection) {
+    AssertUiThread();
     const std::wstring kept =
         selection == AddressSelection::kKeep ? SelectedAddress(box) : std::wstring();
     SendMessageW(box, CB_RESETCONTENT, 0, 0);
@@ -29,6 +32,7 @@ void FillAddressBox(HWND box, const std::vector<std::wstring>& choices,
 }
 
 std::wstring SelectedAddress(HWND box) {
+    AssertUiThread();
     const LRESULT index = SendMessageW(box, CB_GETCURSEL, 0, 0);
     if (index <= 0) return {};
     const auto item = static_cast<WPARAM>(index);

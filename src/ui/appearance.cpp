@@ -2,9 +2,12 @@
 
 #include <string_view>
 
+#include "app/ui_thread.h"
+
 namespace harbinet {
 
 Appearance MakeAppearance() {
+    AssertUiThread();
     LOGFONTW description = {};
     description.lfHeight = -14;
     std::wstring_view(L"Segoe UI").copy(description.lfFaceName, LF_FACESIZE - 1);

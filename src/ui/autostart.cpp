@@ -6,6 +6,7 @@
 
 #include "app/paths_win.h"
 #include "app/settings_win.h"
+#include "app/ui_thread.h"
 #include "app/unique_handle_win.h"
 #include "ui/texts.h"
 
@@ -19,12 +20,14 @@ constexpr unsigned long kMaxBytes = 8192;
 }  // namespace
 
 bool IsAutostartEnabled() {
+    AssertUiThread();
     const std::optional<RegistryText> stored = ReadRegistryText(kRunKey, kValueName, kMaxBytes);
     if (!stored || (stored->type != REG_SZ && stored->type != REG_EXPAND_SZ)) return false;
     return stored->text.find(ExecutablePath()) != std::wstring::npos;
 }
 
 bool SetAutostart(bool enabled) {
+    AssertUiThread();
     UniqueRegistryKey key;
     if (RegOpenKeyExW(HKEY_CURRENT_USER, kRunKey, 0, KEY_SET_VALUE, key.Out()) != ERROR_SUCCESS) {
         return false;

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "app/ui_thread.h"
+
 namespace harbinet {
 namespace {
 
@@ -11,6 +13,7 @@ constexpr std::wstring_view kCandidateLetters = L"WTXYZUVABHIJKLMNOPQR";
 }  // namespace
 
 bool DriveMapping::Mount() {
+    AssertUiThread();
     Forget();
     if (system_.IsAdministrator()) {
         log_.Log(L"DRIVE   skipped (running as administrator)");
@@ -41,6 +44,7 @@ bool DriveMapping::Mount() {
 }
 
 void DriveMapping::Unmount() {
+    AssertUiThread();
     if (IsMapped()) {
         if (const unsigned long error = system_.Remove(drive_, target_); error != 0) {
             log_.Log(L"DRIVE   unmount failed for " + drive_ + L" (err=" + std::to_wstring(error) +

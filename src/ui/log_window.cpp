@@ -3,17 +3,20 @@
 #include <cstdint>
 #include <string>
 
+#include "app/ui_thread.h"
+#include "ui/texts.h"
+
 namespace harbinet {
 namespace {
 
 constexpr const wchar_t* kClassName = L"HTTPHarbinet_LogWin";
-constexpr const wchar_t* kTitle = L"HTTP.log (last 500 entries)";
 constexpr int kClearButton = 2001;
 constexpr int kTextBox = 2002;
 constexpr LPARAM kScrollToEnd = 999'999;
 
 constexpr UINT_PTR kFillTimer = 1;
-// A fill lays out 500 lines anew. This pause keeps the windows answering while many threads log.
+// A fill lays out every kept line anew. This pause keeps the windows answering while many threads
+// log.
 constexpr ULONGLONG kPauseBetweenFills = 200;  // milliseconds
 
 }  // namespace
@@ -25,10 +28,13 @@ LogWindow::LogWindow(EventLog& log, const Appearance& appearance, HINSTANCE inst
 LogWindow::~LogWindow() { Log().SetObserver(nullptr); }
 
 void LogWindow::Open() {
+    AssertUiThread();
     if (!Handle()) {
+        const std::wstring title = LogWindowTitle();
         // Registering again after a destruction fails harmlessly: the class is still there.
         RegisterWindowClass(instance_, kClassName, nullptr);
-        if (!CreateHandle(instance_, {kClassName, kTitle, WS_OVERLAPPEDWINDOW, 820, 430})) return;
+        const WindowPlan plan{kClassName, title.c_str(), WS_OVERLAPPEDWINDOW, 820, 430};
+        if (!CreateHandle(instance_, plan)) return;
     }
     ShowWindow(Handle(), SW_SHOW);
     SetForegroundWindow(Handle());

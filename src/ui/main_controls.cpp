@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "app/ui_thread.h"
+
 namespace harbinet {
 namespace {
 
@@ -74,6 +76,7 @@ constexpr ControlRow kControls[] = {
 }  // namespace
 
 void MainControls::Create(HWND parent, HINSTANCE instance) {
+    AssertUiThread();
     static_assert(std::size(kControls) == kCount);
     std::ranges::transform(kControls, handles_.begin(), [&](const ControlRow& row) {
         const auto menu_id = reinterpret_cast<HMENU>(static_cast<std::intptr_t>(row.id));
@@ -85,12 +88,14 @@ void MainControls::Create(HWND parent, HINSTANCE instance) {
 }
 
 void MainControls::SetFont(HFONT font) const {
+    AssertUiThread();
     for (const HWND handle : handles_) {
         if (handle) SendMessageW(handle, WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
     }
 }
 
 void MainControls::Layout(int client_width, bool panel_shown) const {
+    AssertUiThread();
     for (std::size_t i = 0; i < kCount; ++i) {
         const ControlRow& row = kControls[i];
         if (!handles_[i]) continue;
@@ -114,6 +119,7 @@ void MainControls::Layout(int client_width, bool panel_shown) const {
 }
 
 HWND MainControls::Get(MainControlId id) const {
+    AssertUiThread();
     const auto* row = std::ranges::find(kControls, id, &ControlRow::id);
     return row != std::end(kControls) ? handles_[static_cast<std::size_t>(row - kControls)]
                                       : nullptr;

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "app/ui_thread.h"
 #include "ui/gdi.h"
 
 namespace harbinet {
@@ -63,6 +64,7 @@ void DrawQrCaption(HDC dc) {
 }  // namespace
 
 void PaintMainWindow(HDC dc, bool running, HBITMAP qr_code) {
+    AssertUiThread();
     DrawStateBar(dc, running);
     DrawFrame(dc, kFrameColour, {196, 44, 668, 134});
     DrawFrame(dc, kFrameColour, {42, 144, 668, 214});

@@ -4,6 +4,7 @@
 #include "app/ascii.h"
 #include "app/encoding.h"
 #include "app/paths_win.h"
+#include "app/ui_thread.h"
 #include "net/certificate.h"
 #include "ui/address_box.h"
 #include "ui/autostart.h"
@@ -210,6 +211,7 @@ StatusSnapshot MainWindow::ReadStatus() const {
 }
 
 void MainWindow::AddTrayIcon() {
+    AssertUiThread();
     if (tray_icon_.IsAdded()) return;
     tray_icon_.Add(Handle(), instance_);
     UpdateTrayTip();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/encoding.h"
+#include "app/ui_thread.h"
 #include "ui/qr_pixels.h"
 
 namespace harbinet {
@@ -33,6 +34,7 @@ UniqueBitmap MakeBitmap(const std::vector<std::uint32_t>& pixels, int side) {
 }  // namespace
 
 UniqueBitmap MakeQrBitmap(const std::wstring& link) {
+    AssertUiThread();
     constexpr int kSmallestVersion = 0;
     constexpr int kCaseSensitive = 1;
     const std::unique_ptr<QRcode, QrCodeDeleter> code(QRcode_encodeString(

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "app/event_log.h"
 #include "net/address_choice.h"
 #include "net/ports.h"
 
@@ -49,6 +50,10 @@ std::wstring AddressBlock(const std::vector<std::wstring>& lines, std::wstring_v
 }
 
 }  // namespace
+
+std::wstring LogWindowTitle() {
+    return L"HTTP.log (last " + std::to_wstring(kMaxLogLines) + L" entries)";
+}
 
 int ShownPort(int listening_port, bool is_administrator) {
     return listening_port != 0 ? listening_port : ServerPort(is_administrator);

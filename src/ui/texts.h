@@ -9,6 +9,7 @@
 namespace harbinet {
 
 inline constexpr const wchar_t* kMainWindowTitle = L"HTTPS Harbinet PRO";
+std::wstring LogWindowTitle();
 
 // What a status refresh reads, once.
 struct StatusSnapshot {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "app/ui_thread.h"
 #include "ui/resource_ids.h"
 
 namespace harbinet {
@@ -27,6 +28,7 @@ void CopyTip(const std::wstring& text, NOTIFYICONDATAW& record) {
 }  // namespace
 
 void TrayIcon::Add(HWND owner, HINSTANCE instance) {
+    AssertUiThread();
     if (IsAdded()) return;
     icon_.Reset(static_cast<HICON>(LoadImageW(instance, MAKEINTRESOURCEW(kApplicationIcon),
                                               IMAGE_ICON, 16, 16, LR_DEFAULTCOLOR)));
@@ -39,6 +41,7 @@ void TrayIcon::Add(HWND owner, HINSTANCE instance) {
 }
 
 void TrayIcon::SetTip(const std::wstring& text) {
+    AssertUiThread();
     if (!IsAdded()) return;
     NOTIFYICONDATAW record = Record(owner_, NIF_TIP);
     CopyTip(text, record);
@@ -46,6 +49,7 @@ void TrayIcon::SetTip(const std::wstring& text) {
 }
 
 void TrayIcon::Remove() {
+    AssertUiThread();
     if (!IsAdded()) return;
     NOTIFYICONDATAW record = Record(owner_, 0);
     Shell_NotifyIconW(NIM_DELETE, &record);

@@ -1,5 +1,7 @@
 #include "ui/tray_menu.h"
 
+#include "app/ui_thread.h"
+
 namespace harbinet {
 namespace {
 
@@ -18,6 +20,7 @@ constexpr TrayMenuItem kItems[] = {
 }  // namespace
 
 UniqueMenu MakeTrayMenu(bool server_runs) {
+    AssertUiThread();
     UniqueMenu menu(CreatePopupMenu());
     for (const TrayMenuItem& item : kItems) {
         const UINT kind = item.id == 0 ? MF_SEPARATOR : MF_STRING;

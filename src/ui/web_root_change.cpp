@@ -2,10 +2,12 @@
 
 #include "app/paths_win.h"
 #include "app/settings_win.h"
+#include "app/ui_thread.h"
 
 namespace harbinet {
 
 bool ApplyWebRoot(DesktopServices& services, DriveMapping& drive, const std::wstring& path) {
+    AssertUiThread();
     if (path.empty()) return false;
     const bool was_running = services.server.IsRunning();
     if (was_running) services.server.Stop();

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "app/ascii.h"
+#include "app/ui_thread.h"
 
 namespace harbinet {
 
@@ -12,6 +13,7 @@ Window::~Window() {
 }
 
 bool Window::RegisterWindowClass(HINSTANCE instance, const wchar_t* name, HICON icon) {
+    AssertUiThread();
     WNDCLASSW window_class = {};
     window_class.lpfnWndProc = Procedure;
     window_class.hInstance = instance;
@@ -23,6 +25,7 @@ bool Window::RegisterWindowClass(HINSTANCE instance, const wchar_t* name, HICON 
 }
 
 bool Window::CreateHandle(HINSTANCE instance, const WindowPlan& plan) {
+    AssertUiThread();
     return CreateWindowExW(0, plan.class_name, plan.title, plan.style, CW_USEDEFAULT, CW_USEDEFAULT,
                            plan.width, plan.height, nullptr, nullptr, instance, this) != nullptr;
 }
@@ -49,6 +52,7 @@ LRESULT CALLBACK Window::Procedure(HWND handle, UINT message, WPARAM wparam, LPA
 }
 
 LRESULT Window::Dispatch(UINT message, WPARAM wparam, LPARAM lparam) {
+    AssertUiThread();
     try {
         return OnMessage(message, wparam, lparam);
     } catch (const std::exception& failure) {

@@ -38,6 +38,10 @@ std::wstring LineOf(const std::wstring& text, std::wstring_view start) {
     return text.substr(begin, text.find(L"\r\n", begin) - begin);
 }
 
+TEST(TitleTest, TheLogWindowTellsHowManyLinesAreKept) {
+    EXPECT_EQ(LogWindowTitle(), L"HTTP.log (last 500 entries)");
+}
+
 TEST(PortTest, TheListeningPortIsShownElseTheOneAStartWouldOpen) {
     EXPECT_EQ(ShownPort(8443, false), 8443);
     EXPECT_EQ(ShownPort(443, true), 443);
