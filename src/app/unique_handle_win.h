@@ -44,34 +44,26 @@ private:
     Handle handle_ = Traits::None();
 };
 
-// Files and folders opened with CreateFileW.
-struct FileHandleTraits {
+// Most handles: "none" is null.
+template <typename Object, auto CloseObject>
+struct NullableTraits {
+    using Handle = Object;
+    static Handle None() { return nullptr; }
+    static void Close(Handle object) { CloseObject(object); }
+};
+
+// Mutexes, tokens, processes.
+using UniqueKernelHandle = UniqueHandle<NullableTraits<HANDLE, CloseHandle>>;
+using UniqueRegistryKey = UniqueHandle<NullableTraits<HKEY, RegCloseKey>>;
+
+// What CreateFileW and FindFirstFileW give.
+template <auto CloseFile>
+struct FileTraits {
     using Handle = HANDLE;
     static Handle None() { return INVALID_HANDLE_VALUE; }
-    static void Close(Handle handle) { CloseHandle(handle); }
+    static void Close(Handle file) { CloseFile(file); }
 };
-using UniqueFile = UniqueHandle<FileHandleTraits>;
-
-struct FindHandleTraits {
-    using Handle = HANDLE;
-    static Handle None() { return INVALID_HANDLE_VALUE; }
-    static void Close(Handle handle) { FindClose(handle); }
-};
-using UniqueFind = UniqueHandle<FindHandleTraits>;
-
-// Mutexes, tokens, processes: kernel objects whose "none" is null.
-struct KernelHandleTraits {
-    using Handle = HANDLE;
-    static Handle None() { return nullptr; }
-    static void Close(Handle handle) { CloseHandle(handle); }
-};
-using UniqueKernelHandle = UniqueHandle<KernelHandleTraits>;
-
-struct RegistryKeyTraits {
-    using Handle = HKEY;
-    static Handle None() { return nullptr; }
-    static void Close(Handle key) { RegCloseKey(key); }
-};
-using UniqueRegistryKey = UniqueHandle<RegistryKeyTraits>;
+using UniqueFile = UniqueHandle<FileTraits<CloseHandle>>;  // files and folders
+using UniqueFind = UniqueHandle<FileTraits<FindClose>>;
 
 }  // namespace harbinet

@@ -7,27 +7,9 @@
 #include <span>
 #include <string>
 
-namespace harbinet {
+#include "ui/command_ids.h"
 
-enum MainControlId : int {
-    kServerButton = 1001,
-    kStatusButton = 1002,
-    kLogsButton = 1003,
-    kExplorerButton = 1004,
-    kCopyButton = 1010,
-    kAutostartBox = 1011,
-    kBrowserButton = 1012,
-    kWebRootButton = 1013,
-    kBackButton = 1014,
-    kAddressBox = 1015,
-    kUrlLabel = 1102,
-    kPinLabel = 1103,
-    kDriveLabel = 1104,
-    kMasterPinLabel = 1110,
-    kMasterPinEdit = 1111,
-    kWebRootLabel = 1112,
-    kStatusEdit = 1201,
-};
+namespace harbinet {
 
 class MainControls {
 public:

@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "app/ui_thread.h"
 #include "app/unique_handle_win.h"
 
 namespace harbinet {
@@ -19,19 +20,8 @@ struct ComTraits {
 template <typename Interface>
 using UniqueCom = UniqueHandle<ComTraits<Interface>>;
 
-struct ComTextTraits {
-    using Handle = PWSTR;
-    static Handle None() { return nullptr; }
-    static void Close(Handle text) { CoTaskMemFree(text); }
-};
-using UniqueComText = UniqueHandle<ComTextTraits>;
-
-struct GlobalMemoryTraits {
-    using Handle = HGLOBAL;
-    static Handle None() { return nullptr; }
-    static void Close(Handle memory) { GlobalFree(memory); }
-};
-using UniqueGlobalMemory = UniqueHandle<GlobalMemoryTraits>;
+using UniqueComText = UniqueHandle<NullableTraits<PWSTR, CoTaskMemFree>>;
+using UniqueGlobalMemory = UniqueHandle<NullableTraits<HGLOBAL, GlobalFree>>;
 
 class OpenedClipboard {
 public:
@@ -62,11 +52,13 @@ UniqueGlobalMemory MovableCopy(const std::wstring& text) {
 }  // namespace
 
 std::intptr_t OpenWithShell(const std::wstring& target) {
+    AssertUiThread();
     return reinterpret_cast<std::intptr_t>(
         ShellExecuteW(nullptr, L"open", target.c_str(), nullptr, nullptr, SW_SHOWNORMAL));
 }
 
 void CopyToClipboard(HWND owner, const std::wstring& text) {
+    AssertUiThread();
     const OpenedClipboard clipboard(owner);
     if (!clipboard) return;
     EmptyClipboard();
@@ -76,6 +68,7 @@ void CopyToClipboard(HWND owner, const std::wstring& text) {
 }
 
 std::optional<std::wstring> PickFolder(HWND owner, const wchar_t* title) {
+    AssertUiThread();
     UniqueCom<IFileOpenDialog> dialog;
     if (FAILED(CoCreateInstance(CLSID_FileOpenDialog, nullptr, CLSCTX_INPROC_SERVER,
                                 IID_IFileOpenDialog, reinterpret_cast<void**>(dialog.Out())))) {

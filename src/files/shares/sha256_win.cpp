@@ -16,11 +16,7 @@ struct AlgorithmTraits {
     static void Close(Handle algorithm) { BCryptCloseAlgorithmProvider(algorithm, 0); }
 };
 
-struct HashTraits {
-    using Handle = BCRYPT_HASH_HANDLE;
-    static Handle None() { return nullptr; }
-    static void Close(Handle hash) { BCryptDestroyHash(hash); }
-};
+using UniqueHash = UniqueHandle<NullableTraits<BCRYPT_HASH_HANDLE, BCryptDestroyHash>>;
 
 // 0 when the property cannot be read.
 ULONG LengthProperty(BCRYPT_ALG_HANDLE algorithm, const wchar_t* name) {
@@ -44,7 +40,7 @@ std::string SystemSha256(std::string_view text) {
     if (object.empty() || digest.empty()) return {};
 
     // Declared after its object buffer: the hash must go first.
-    UniqueHandle<HashTraits> hash;
+    UniqueHash hash;
     // CNG takes its input as a pointer to non-constant bytes and does not change them.
     auto* input = reinterpret_cast<UCHAR*>(const_cast<char*>(text.data()));
     const bool finished =
