@@ -52,15 +52,9 @@ void EnsureDirectory(FileSystem& files, const std::wstring& path) {
 }
 
 bool DeletePathEntry(FileSystem& files, const std::wstring& path) {
-    switch (files.Kind(path)) {
-        case PathKind::kMissing:
-            return false;
-        case PathKind::kFile:
-            return files.RemoveFile(path);
-        case PathKind::kFolder:
-            return files.RemoveFolder(path);
-    }
-    return false;
+    const PathKind kind = files.Kind(path);
+    if (kind == PathKind::kMissing) return false;
+    return kind == PathKind::kFolder ? files.RemoveFolder(path) : files.RemoveFile(path);
 }
 
 void ServeMakeFolder(const FileServices& services, Exchange& exchange) {
