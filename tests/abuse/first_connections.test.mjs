@@ -13,7 +13,7 @@ import { keepBusy } from "./attack.mjs";
 const kStarts = 10;
 const kConnections = 3000;
 const kBetweenRequests = 50;
-const kAtOnce = 8;
+const kAtOnce = 48;
 
 // Connects and goes, before the program can say anything.
 async function comeAndGo() {
@@ -57,8 +57,10 @@ describe("3,000 connections that leave at once, beside two busy processes", () =
         });
         assert.equal(requests, kConnections / kBetweenRequests);
         await harbinet.stop();
-      } finally {
+      } catch (error) {
         await harbinet.cleanUp();
+        error.message += `\n${harbinet.output}`;
+        throw error;
       }
     });
   }

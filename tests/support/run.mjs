@@ -5,6 +5,8 @@
 //
 //   // @program movable-clock    one whose clock the tests move, with program.advanceClock()
 //   // @program own              none: the file starts its own
+//
+// A file that takes longer than ten minutes hangs, unless a line "// @minutes 30" there gives it more time.
 import { spawn } from "node:child_process";
 import { once } from "node:events";
 import fs from "node:fs";
@@ -19,8 +21,7 @@ import { processOf } from "./processes.mjs";
 const folder = path.resolve(process.argv[2]);
 const place = fs.mkdtempSync(path.join(os.tmpdir(), "program-"));
 const kMasterPin = "739164";
-// A file of tests that takes longer hangs.
-const kFileSeconds = 600;
+const kFileMinutes = 10;
 const kFakeTime = "/usr/lib/x86_64-linux-gnu/faketime/libfaketimeMT.so.1";
 
 // The environment of a program whose clock is moved by writing an offset in seconds to `clockFile`.
@@ -75,6 +76,12 @@ async function factsOf(harbinet) {
   };
 }
 
+// What the line "// @NAME WORD" in a file's head says.
+function headWord(file, name) {
+  const text = fs.readFileSync(path.join(folder, file), "utf8");
+  return new RegExp(`^// @${name} (\\S+)$`, "m").exec(text)?.[1];
+}
+
 async function runFile(file, facts) {
   const child = spawn(process.execPath, ["--test-reporter=tap", path.join(folder, file)], {
     env: { ...process.env, TZ: "UTC", HARBINET_PROGRAM: JSON.stringify(facts) },
@@ -85,7 +92,8 @@ async function runFile(file, facts) {
     output += data;
     process.stdout.write(data);
   });
-  const timer = setTimeout(() => child.kill("SIGKILL"), kFileSeconds * 1000);
+  const minutes = Number(headWord(file, "minutes") ?? kFileMinutes);
+  const timer = setTimeout(() => child.kill("SIGKILL"), minutes * 60_000);
   const [code] = await once(child, "close");
   clearTimeout(timer);
   const count = (word) => Number(new RegExp(`^# ${word} (\\d+)$`, "m").exec(output)?.[1] ?? 0);
@@ -159,10 +167,8 @@ const kPrograms = {
   own: runAlone,
 };
 
-// What a file's head asks for.
 function programOf(file) {
-  const text = fs.readFileSync(path.join(folder, file), "utf8");
-  const asked = /^\/\/ @program (\S+)$/m.exec(text)?.[1] ?? "shared";
+  const asked = headWord(file, "program") ?? "shared";
   if (!(asked in kPrograms)) throw new Error(`${file}: there is no program "${asked}"`);
   return asked;
 }

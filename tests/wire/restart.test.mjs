@@ -23,12 +23,10 @@ import {
   postLogin,
   program,
 } from "../support/client.mjs";
+import { ids } from "../support/harbinet.mjs";
 
 const cookie = await login();
 const folder = freshFolder("restart");
-const kServerButton = 1001;
-const kDefaultRootButton = 1014;
-const kMasterPinField = 1111;
 const listening = `SERVER  listening (HTTPS) on port ${program.port}`;
 
 const refused = async () => {
@@ -43,11 +41,11 @@ const answers = async () => !(await refused());
 const count = async (message) => (await logMessages()).filter((text) => text === message).length;
 
 async function stop() {
-  await program.press(kServerButton);
+  await program.press(ids.server);
   await eventually(refused, "the port is closed");
 }
 async function start() {
-  await program.press(kServerButton);
+  await program.press(ids.server);
   await eventually(answers, "the port is open");
 }
 
@@ -129,14 +127,14 @@ describe("while the server is stopped and started", () => {
 test("a Master PIN typed into the window counts at once, the one before no more", async () => {
   const other = ["904517", "904518"].find((text) => text !== program.pin);
   const from = "127.0.0.91";
-  await program.setText(kMasterPinField, other);
+  await program.setText(ids.masterPin, other);
   try {
     await assertLogged("AUTH    Master PIN updated (registry)");
     assert.equal((await postLogin(other, { from })).status, 200);
     assert.equal((await postLogin(program.masterPin, { from })).status, 401);
     assert.equal((await get("/api/list?path=restart", { cookie })).status, 200);
   } finally {
-    await program.setText(kMasterPinField, program.masterPin);
+    await program.setText(ids.masterPin, program.masterPin);
   }
   assert.equal((await postLogin(program.masterPin, { from })).status, 200);
 });
@@ -145,7 +143,7 @@ test("setting the web root clears every link and keeps the sessions", async () =
   const share = async (name) =>
     JSON.parse((await get(`/api/share?path=${name}`, { cookie })).body).path;
   const links = [await share("restart/large.bin"), await share("restart")];
-  await program.press(kDefaultRootButton);
+  await program.press(ids.back);
   await eventually(answers, "the port is open");
   await assertLogged(`WEBROOT changed to: ${program.windowsRoot} (share links cleared)`);
   for (const link of links) {

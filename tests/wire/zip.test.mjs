@@ -19,7 +19,7 @@ import {
   post,
   postJson,
 } from "../support/client.mjs";
-import { crc32, dosTime, readZip } from "./zip_reader.mjs";
+import { crc32, dosTime, readZip } from "../support/zip_reader.mjs";
 
 const cookie = await login();
 const folder = freshFolder("zip");
