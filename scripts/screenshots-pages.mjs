@@ -11,8 +11,8 @@ import path from "node:path";
 import { root, startHarbinet } from "../tests/support/harbinet.mjs";
 import { launchChromium } from "../tests/pages/chromium.mjs";
 
-const IMAGES = path.join(root, "docs/images");
-const FILES = {
+const kImages = path.join(root, "docs/images");
+const kFiles = {
   "Photos/beach.jpg": 3_412_806,
   "Photos/mountain hut.jpg": 2_871_339,
   "Photos/Übersicht.pdf": 184_220,
@@ -24,7 +24,7 @@ const FILES = {
 };
 
 function fill(folder) {
-  for (const [name, size] of Object.entries(FILES)) {
+  for (const [name, size] of Object.entries(kFiles)) {
     const file = path.join(folder, name);
     fs.mkdirSync(path.dirname(file), { recursive: true });
     fs.writeFileSync(file, "");
@@ -33,7 +33,7 @@ function fill(folder) {
 }
 
 function picture(page, name) {
-  return page.screenshot({ path: path.join(IMAGES, `${name}.png`) });
+  return page.screenshot({ path: path.join(kImages, `${name}.png`) });
 }
 
 async function openPage(browser, width, height) {
@@ -71,7 +71,7 @@ async function takeSharedFolder(browser, page, harbinet) {
 }
 
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), "harbinet-pictures-"));
-fs.mkdirSync(IMAGES, { recursive: true });
+fs.mkdirSync(kImages, { recursive: true });
 fill(folder);
 const harbinet = await startHarbinet({ webRoot: folder });
 const browser = await launchChromium();

@@ -13,15 +13,15 @@ import { promisify } from "node:util";
 import { ids, root, startHarbinet } from "../tests/support/harbinet.mjs";
 
 const run = promisify(execFile);
-const IMAGES = path.join(root, "docs/images");
+const kImages = path.join(root, "docs/images");
 
 async function picture(name, title) {
   await delay(1000);
-  const file = path.join(IMAGES, `${name}.png`);
+  const file = path.join(kImages, `${name}.png`);
   await run("import", ["-window", title, "-strip", file], { timeout: 20_000 });
 }
 
-mkdirSync(IMAGES, { recursive: true });
+mkdirSync(kImages, { recursive: true });
 const harbinet = await startHarbinet();
 try {
   await harbinet.probe.ask("wait-url", 10);

@@ -2,11 +2,11 @@
 
 import { readFileSync } from "node:fs";
 
-const DIRECTORY_EXPORT = 0;
-const DIRECTORY_IMPORT = 1;
-const DIRECTORY_DEBUG = 6;
-const DIRECTORY_TLS = 9;
-const DIRECTORY_DELAY_IMPORT = 13;
+const kDirectoryExport = 0;
+const kDirectoryImport = 1;
+const kDirectoryDebug = 6;
+const kDirectoryTls = 9;
+const kDirectoryDelayImport = 13;
 
 export const characteristics = {
   relocationsStripped: 0x0001,
@@ -84,9 +84,9 @@ export function readPeFile(path) {
     subsystem: bytes.readUInt16LE(optional + 68),
     dllCharacteristics: bytes.readUInt16LE(optional + 70),
     sections,
-    imports: [...dllNames(DIRECTORY_IMPORT, 20, 12), ...dllNames(DIRECTORY_DELAY_IMPORT, 32, 4)],
-    hasExports: directory(DIRECTORY_EXPORT).size > 0,
-    hasDebugDirectory: directory(DIRECTORY_DEBUG).size > 0,
-    hasTls: directory(DIRECTORY_TLS).size > 0,
+    imports: [...dllNames(kDirectoryImport, 20, 12), ...dllNames(kDirectoryDelayImport, 32, 4)],
+    hasExports: directory(kDirectoryExport).size > 0,
+    hasDebugDirectory: directory(kDirectoryDebug).size > 0,
+    hasTls: directory(kDirectoryTls).size > 0,
   };
 }

@@ -12,7 +12,7 @@ import { promisify } from "node:util";
 import { ids, startHarbinet } from "../support/harbinet.mjs";
 
 const run = promisify(execFile);
-const READ_SECONDS = 10;
+const kReadSeconds = 10;
 
 /** Every QR code that is on the screen now. */
 async function readScreen() {
@@ -31,7 +31,7 @@ async function readScreen() {
 
 // The picture may be taken before the window was painted again.
 async function expectCode(link) {
-  const end = Date.now() + READ_SECONDS * 1000;
+  const end = Date.now() + kReadSeconds * 1000;
   let codes = await readScreen();
   while (codes.join() !== link && Date.now() < end) {
     await delay(100);
@@ -50,7 +50,7 @@ for (const admin of [false, true]) {
 
     before(async () => {
       harbinet = await startHarbinet({ admin });
-      await harbinet.probe.ask("wait-url", READ_SECONDS);
+      await harbinet.probe.ask("wait-url", kReadSeconds);
       url = await harbinet.url();
       pin = await harbinet.pin();
     });
@@ -66,7 +66,7 @@ for (const admin of [false, true]) {
       assert.equal(await harbinet.url(), "-");
       await expectCode(`${url}auto?pin=${pin}`);
       await harbinet.press(ids.server);
-      await harbinet.probe.ask("wait-url", READ_SECONDS);
+      await harbinet.probe.ask("wait-url", kReadSeconds);
     });
 
     await t.test("follows the chosen address", async () => {

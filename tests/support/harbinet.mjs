@@ -23,9 +23,9 @@ const release = path.join(root, "build/release");
 const prefixes = path.join(root, "build/prefixes");
 const scripts = path.join(root, "scripts");
 
-const SETTINGS_KEY = "Software\\Harbinet PRO";
-const START_SECONDS = 40;
-const STOP_SECONDS = 20;
+const kSettingsKey = "Software\\Harbinet PRO";
+const kStartSeconds = 40;
+const kStopSeconds = 20;
 
 /** The ids of the main window's controls and commands that tests use. */
 export const ids = {
@@ -271,7 +271,7 @@ export class Harbinet {
   async stop() {
     let code;
     try {
-      code = Number(await this.probe.ask("close", STOP_SECONDS));
+      code = Number(await this.probe.ask("close", kStopSeconds));
       await this.ended;
     } finally {
       await this.cleanUp();
@@ -311,7 +311,7 @@ export class Harbinet {
   }
 
   async waitForServer() {
-    const end = Date.now() + START_SECONDS * 1000;
+    const end = Date.now() + kStartSeconds * 1000;
     while ((await this.statusCode()) !== 200) {
       if (Date.now() > end) {
         throw new Error(`the server does not answer:\n${(await this.messages()).join("\n")}`);
@@ -358,7 +358,7 @@ export async function startHarbinet({
     const settings = { ...registry };
     if (webRoot !== undefined) settings.WebRootPath = windowsPath(webRoot);
     if (masterPin !== undefined) settings.MasterPin6 = masterPin;
-    if (Object.keys(settings).length > 0) writeRegistry(prefix, SETTINGS_KEY, settings);
+    if (Object.keys(settings).length > 0) writeRegistry(prefix, kSettingsKey, settings);
     await prepare?.(harbinet);
 
     harbinet.probe = await startProbe(prefix);
@@ -373,7 +373,7 @@ export async function startHarbinet({
     );
     closeSync(output);
     harbinet.ended = once(program, "exit").then(([code]) => code);
-    if (waitFor !== "nothing") await harbinet.probe.ask("wait-window", START_SECONDS);
+    if (waitFor !== "nothing") await harbinet.probe.ask("wait-window", kStartSeconds);
     if (waitFor === "server") await harbinet.waitForServer();
     return harbinet;
   } catch (error) {
