@@ -6,41 +6,29 @@
 #include <map>
 
 #include "fuzz_input.h"
-#include "routes.h"
-#include "support/fake_file_system.h"
-#include "support/fake_random.h"
-#include "support/fake_stream.h"
-#include "support/test_clock.h"
+#include "support/site.h"
 
 namespace harbinet::test {
 namespace {
 
-constexpr std::uint64_t kStart = 1'767'344'823;
 constexpr char kConnectionEnd = '\x1E';
 constexpr std::wstring_view kInside = L"D:\\Share\\";
 // The second one shares its beginning with the web root.
 constexpr std::array kOutside = {L"D:\\Other\\secret.txt", L"D:\\Share2\\secret.txt"};
 constexpr const char* kSecret = "only outside";
 
-// Stands for SHA-256 where only the length matters: the nonce, at the text's end.
-std::string LastBytes(std::string_view text) { return std::string(text.substr(text.size() - 32)); }
-
-class Site {
+class Visits {
 public:
-    Site() {
-        wall_seconds = kStart;
-        credentials_.Reset();
-        Check(credentials_.CurrentPin() == "305985", "the PIN is known to the corpus");
-        credentials_.SetMasterPin("654321");
-        shares_.Reset();
-        files_.AddFolder(L"D:\\Share");
-        files_.AddFile(L"D:\\Share\\a.txt", "inside");
-        files_.AddFolder(L"D:\\Share\\docs");
-        files_.AddFile(L"D:\\Share\\docs\\b.txt", "deeper inside");
-        files_.AddFolder(L"D:\\Other");
-        files_.AddFolder(L"D:\\Share2");
-        for (const wchar_t* path : kOutside) files_.AddFile(path, kSecret);
-        for (HttpRoute& route : table_.routes) {
+    Visits() {
+        Check(site_.credentials.CurrentPin() == "305985", "the PIN is known to the corpus");
+        site_.credentials.SetMasterPin("654321");
+        site_.files.AddFile(L"D:\\Share\\a.txt", "inside");
+        site_.files.AddFolder(L"D:\\Share\\docs");
+        site_.files.AddFile(L"D:\\Share\\docs\\b.txt", "deeper inside");
+        site_.files.AddFolder(L"D:\\Other");
+        site_.files.AddFolder(L"D:\\Share2");
+        for (const wchar_t* path : kOutside) site_.files.AddFile(path, kSecret);
+        for (HttpRoute& route : site_.table.routes) {
             if (route.access == Access::kSession) AddSessionCheck(route);
         }
     }
@@ -54,23 +42,23 @@ public:
         wall_seconds += kPauses[choice >> 4 & 7];
 
         FakeStream stream(request_, kPieces[choice & 3]);
-        ServeRequest(stream, kClients[choice >> 2 & 3], table_);
+        site_.Serve(stream, kClients[choice >> 2 & 3]);
         if (!stream.output.empty()) CheckReply(stream.output);
         if (request_.find("\r\n\r\n") == std::string::npos) {
             Check(stream.output.empty(), "half a head gets no reply");
         }
-        Check(files_.open_files == 0, "every file is closed again");
+        Check(site_.files.open_files == 0, "every file is closed again");
     }
 
     void CheckOutside() const {
-        for (const std::wstring& path : files_.Paths()) {
+        for (const std::wstring& path : site_.files.Paths()) {
             const bool is_known = path == L"D:\\Share" || path == L"D:\\Other" ||
                                   path == L"D:\\Share2" || path == kOutside[0] ||
                                   path == kOutside[1];
             Check(is_known || path.starts_with(kInside), "nothing is made outside the web root");
         }
         for (const wchar_t* path : kOutside) {
-            Check(files_.Content(path) == kSecret, "nothing is changed outside the web root");
+            Check(site_.files.Content(path) == kSecret, "nothing is changed outside the web root");
         }
     }
 
@@ -112,19 +100,7 @@ private:
         return text.substr(from, text.find(end, from) - from);
     }
 
-    FakeRandom random_;
-    FakeRandom share_random_;
-    FakeFileSystem files_;
-    const WebRoot web_root_{L"D:\\Share"};
-    EventLog log_;
-    ShareTable shares_{share_random_, LastBytes, TestWallSeconds};
-    Credentials credentials_{random_, TestWallSeconds};
-    BanTable bans_;
-    LoginService login_{credentials_, bans_, log_, TestWallSeconds};
-    const RouteServices services_{{{files_, web_root_, log_}, shares_}, login_, credentials_, [] {
-                                      return ServerStatus{true, 8443};
-                                  }};
-    RouteTable table_ = BuildRoutes(services_);
+    Site site_;
     std::string request_;
     std::map<std::string, std::uint64_t> session_ends_;
     bool knows_secret_ = false;
@@ -136,12 +112,12 @@ private:
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace harbinet::test;
     const std::string input = InputText(data, size);
-    Site site;
+    Visits visits;
     for (std::size_t begin = 0; begin < input.size();) {
         const std::size_t end = std::min(input.find(kConnectionEnd, begin), input.size());
-        if (end > begin) site.Serve(input.substr(begin, end - begin));
+        if (end > begin) visits.Serve(input.substr(begin, end - begin));
         begin = end + 1;
     }
-    site.CheckOutside();
+    visits.CheckOutside();
     return 0;
 }

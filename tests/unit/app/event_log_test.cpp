@@ -4,10 +4,10 @@
 
 #include <thread>
 
+#include "support/test_clock.h"
+
 namespace harbinet {
 namespace {
-
-LocalTime FixedTime() { return {2026, 1, 5, 9, 7, 3, 42}; }
 
 class CountingObserver final : public LogObserver {
 public:
@@ -16,7 +16,7 @@ public:
 };
 
 TEST(EventLogTest, LineIsTimestampTwoBlanksAndTheMessageUnchanged) {
-    EventLog log(FixedTime);
+    EventLog log(test::FixedLocalTime);
     log.Log(L"APP     start ");
     log.Log(L"");
     log.Log(L"two\nlines");
@@ -32,7 +32,7 @@ TEST(EventLogTest, EveryFieldOfTheTimestampIsPadded) {
 }
 
 TEST(EventLogTest, KeepsTheNewest500Lines) {
-    EventLog log(FixedTime);
+    EventLog log(test::FixedLocalTime);
     for (int i = 1; i <= 500; ++i) log.Log(std::to_wstring(i));
     EXPECT_EQ(log.Snapshot().front(), L"2026-01-05 09:07:03.042  1");
     log.Log(L"501");
@@ -46,14 +46,14 @@ TEST(EventLogTest, KeepsTheNewest500Lines) {
 }
 
 TEST(EventLogTest, ClearForgetsEverythingAndLogsNothing) {
-    EventLog log(FixedTime);
+    EventLog log(test::FixedLocalTime);
     log.Log(L"x");
     log.Clear();
     EXPECT_TRUE(log.Snapshot().empty());
 }
 
 TEST(EventLogTest, TellsTheObserverAfterEachLineWhileThereIsOne) {
-    EventLog log(FixedTime);
+    EventLog log(test::FixedLocalTime);
     CountingObserver observer;
     log.Log(L"before");
     log.SetObserver(&observer);
@@ -67,7 +67,7 @@ TEST(EventLogTest, TellsTheObserverAfterEachLineWhileThereIsOne) {
 }
 
 TEST(EventLogTest, LogsFromEightThreadsLoseNoLine) {
-    EventLog log(FixedTime);
+    EventLog log(test::FixedLocalTime);
     CountingObserver observer;
     log.SetObserver(&observer);
     std::vector<std::jthread> threads;
@@ -86,7 +86,7 @@ TEST(EventLogTest, CreatesNoFile) {
     std::filesystem::create_directories(folder);
     const auto before = std::filesystem::current_path();
     std::filesystem::current_path(folder);
-    EventLog log(FixedTime);
+    EventLog log(test::FixedLocalTime);
     log.Log(L"x");
     log.Clear();
     const bool is_empty = std::filesystem::is_empty(folder);

@@ -7,6 +7,7 @@
 #include "support/fake_random.h"
 #include "support/fake_stream.h"
 #include "support/header_text.h"
+#include "support/log_text.h"
 #include "support/reply_text.h"
 #include "support/test_clock.h"
 
@@ -108,10 +109,9 @@ protected:
 
     // The log without its time stamps, since the last call.
     std::vector<std::wstring> TakeLog() {
-        std::vector<std::wstring> lines = log_.Snapshot();
-        for (std::wstring& line : lines) line.erase(0, 25);
+        std::vector<std::wstring> messages = test::Messages(log_);
         log_.Clear();
-        return lines;
+        return messages;
     }
 
     FakeRandom random_;

@@ -11,11 +11,11 @@
 #include "support/fake_file_system.h"
 #include "support/fake_stream.h"
 #include "support/header_text.h"
+#include "support/log_text.h"
 #include "support/reply_text.h"
+#include "support/test_clock.h"
 
 namespace harbinet::test {
-
-inline LocalTime FixedLocalTime() { return {2026, 1, 5, 9, 7, 3, 42}; }
 
 class FileServiceTest : public ::testing::Test {
 protected:
@@ -52,11 +52,7 @@ protected:
     }
 
     // The log's messages without their time stamps.
-    std::vector<std::wstring> Logged() const {
-        std::vector<std::wstring> messages;
-        for (const std::wstring& line : log.Snapshot()) messages.push_back(line.substr(25));
-        return messages;
-    }
+    std::vector<std::wstring> Logged() const { return Messages(log); }
 
     static std::string Reply(std::string_view status, std::string_view type, std::string_view body,
                              std::string_view extra = {}) {

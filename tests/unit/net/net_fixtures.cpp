@@ -35,13 +35,6 @@ TlsFiles NarrowTlsFiles(const CertificateFiles& files) {
     return {files.certificate.string(), files.key.string()};
 }
 
-std::vector<std::wstring> Messages(const EventLog& log) {
-    constexpr std::size_t kTimeAndBlanks = 25;
-    std::vector<std::wstring> messages;
-    for (const std::wstring& line : log.Snapshot()) messages.push_back(line.substr(kTimeAndBlanks));
-    return messages;
-}
-
 Identity::Identity() {
     EXPECT_TRUE(EnsureCertificate(folder.Files(), "127.0.0.1", log));
     EXPECT_TRUE(context.Ensure(NarrowTlsFiles(folder.Files())));

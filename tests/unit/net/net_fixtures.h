@@ -3,11 +3,11 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "app/event_log.h"
 #include "net/certificate.h"
 #include "net/tls_context.h"
+#include "support/log_text.h"
 
 namespace harbinet::test {
 
@@ -30,9 +30,6 @@ std::string ReadFile(const std::filesystem::path& path);
 void WriteFile(const std::filesystem::path& path, const std::string& content);
 
 TlsFiles NarrowTlsFiles(const CertificateFiles& files);
-
-// The lines' messages, without their times.
-std::vector<std::wstring> Messages(const EventLog& log);
 
 // A loaded context with a certificate of its own.
 struct Identity {

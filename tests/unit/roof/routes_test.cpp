@@ -2,53 +2,26 @@
 
 #include <gtest/gtest.h>
 
-#include "support/fake_file_system.h"
-#include "support/fake_random.h"
-#include "support/fake_stream.h"
+#include "support/reply_text.h"
+#include "support/site.h"
 #include "web/pages.h"
 
 namespace harbinet {
 namespace {
 
-using test::FakeFileSystem;
-using test::FakeRandom;
-using test::FakeStream;
-
-LocalTime FixedTime() { return {2026, 1, 5, 9, 7, 3, 42}; }
-std::uint64_t FixedSeconds() { return 1'000'000; }
-std::string NoDigest(std::string_view) { return {}; }
-
 class RoutesTest : public testing::Test {
 protected:
-    RoutesTest() {
-        random_.queued.push_back({0x40, 0xE2, 0x01, 0x00});  // the PIN 123456
-        credentials_.Reset();
-    }
-
     // The reply without its date line.
     std::string Reply(const std::string& request_line, const std::string& headers = {}) {
-        FakeStream stream(request_line + " HTTP/1.1\r\n" + headers + "\r\n");
-        ServeRequest(stream, "127.0.0.1", table_);
-        std::string reply = stream.output;
-        const std::size_t date = reply.find("Date: ");
-        if (date != std::string::npos) reply.erase(date, reply.find("\r\n", date) + 2 - date);
-        return reply;
+        test::FakeStream stream(request_line + " HTTP/1.1\r\n" + headers + "\r\n");
+        return test::WithoutDate(site_.Serve(stream));
     }
 
-    std::string SessionHeader() { return "Cookie: AUTH=" + credentials_.CreateSession() + "\r\n"; }
+    std::string SessionHeader() {
+        return "Cookie: AUTH=" + site_.credentials.CreateSession() + "\r\n";
+    }
 
-    FakeRandom random_;
-    FakeFileSystem files_;
-    WebRoot web_root_{L"D:\\Share"};
-    EventLog log_{FixedTime};
-    ShareTable shares_{random_, NoDigest, FixedSeconds};
-    Credentials credentials_{random_, FixedSeconds};
-    BanTable bans_;
-    LoginService login_{credentials_, bans_, log_, FixedSeconds};
-    ServerStatus status_;
-    RouteServices services_{
-        {{files_, web_root_, log_}, shares_}, login_, credentials_, [this] { return status_; }};
-    RouteTable table_ = BuildRoutes(services_);
+    test::Site site_;
 };
 
 TEST_F(RoutesTest, RowsStandInTheOrderOfTheComparisonsWithTheirAccess) {
@@ -76,23 +49,24 @@ TEST_F(RoutesTest, RowsStandInTheOrderOfTheComparisonsWithTheirAccess) {
         {"POST", PathMatch::kExact, "/api/delete_many", 0, Access::kSession},
         {"POST", PathMatch::kExact, "/api/zip", 0, Access::kSession},
     };
-    ASSERT_EQ(table_.routes.size(), std::size(kRows));
+    ASSERT_EQ(site_.table.routes.size(), std::size(kRows));
     for (std::size_t i = 0; i < std::size(kRows); ++i) {
         SCOPED_TRACE(kRows[i].path);
-        EXPECT_EQ(table_.routes[i].method, kRows[i].method);
-        EXPECT_EQ(table_.routes[i].match, kRows[i].match);
-        EXPECT_EQ(table_.routes[i].path, kRows[i].path);
-        EXPECT_EQ(table_.routes[i].min_path_length, kRows[i].min_path_length);
-        EXPECT_EQ(table_.routes[i].access, kRows[i].access);
+        EXPECT_EQ(site_.table.routes[i].method, kRows[i].method);
+        EXPECT_EQ(site_.table.routes[i].match, kRows[i].match);
+        EXPECT_EQ(site_.table.routes[i].path, kRows[i].path);
+        EXPECT_EQ(site_.table.routes[i].min_path_length, kRows[i].min_path_length);
+        EXPECT_EQ(site_.table.routes[i].access, kRows[i].access);
     }
 }
 
 TEST_F(RoutesTest, StatusTellsWhetherTheServerRunsAndItsPort) {
+    site_.status = {false, 0};
     EXPECT_EQ(Reply("GET /api/status"),
               "HTTP/1.1 200 OK\r\nServer: HTTPHarbinet\r\nConnection: close\r\n"
               "Content-Type: application/json; charset=utf-8\r\nContent-Length: 26\r\n\r\n"
               "{\"running\":false,\"port\":0}");
-    status_ = {true, 8443};
+    site_.status = {true, 8443};
     EXPECT_EQ(Reply("GET /api/status"),
               "HTTP/1.1 200 OK\r\nServer: HTTPHarbinet\r\nConnection: close\r\n"
               "Content-Type: application/json; charset=utf-8\r\nContent-Length: 28\r\n\r\n"
@@ -137,14 +111,13 @@ TEST_F(RoutesTest, ShareLinksNeedNoSession) {
 }
 
 TEST_F(RoutesTest, AutoLoginTakesTheCurrentPin) {
-    const std::string reply = Reply("GET /auto?pin=123456");
+    const std::string reply = Reply("GET /auto?pin=305985");
     EXPECT_TRUE(reply.starts_with("HTTP/1.1 200 OK\r\n"));
     EXPECT_NE(reply.find("\r\nSet-Cookie: AUTH="), std::string::npos);
     EXPECT_TRUE(Reply("GET /auto?pin=000000").starts_with("HTTP/1.1 401 Error\r\n"));
 }
 
 TEST_F(RoutesTest, ListingReachesTheWebRoot) {
-    files_.AddFolder(L"D:\\Share");
     EXPECT_TRUE(Reply("GET /api/list", SessionHeader()).ends_with(R"({"ok":true,"items":[]})"));
 }
 

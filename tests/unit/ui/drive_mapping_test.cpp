@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/log_text.h"
+
 namespace harbinet {
 namespace {
 
@@ -47,12 +49,7 @@ class DriveMappingTest : public testing::Test {
 protected:
     using Lines = std::vector<std::wstring>;
 
-    // The messages of the log, without their times.
-    Lines Messages() const {
-        Lines messages = log_.Snapshot();
-        for (std::wstring& line : messages) line.erase(0, 25);
-        return messages;
-    }
+    Lines Messages() const { return test::Messages(log_); }
 
     static LocalTime NoTime() { return {}; }
 

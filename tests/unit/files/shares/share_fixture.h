@@ -1,21 +1,13 @@
 // The share links' endpoints over a file system in memory, as the file endpoints are tested.
 #pragma once
 
-#include <string>
-#include <string_view>
-
 #include "files/service_fixture.h"
 #include "files/shares/share_service.h"
+#include "support/fake_digest.h"
 #include "support/fake_random.h"
 #include "support/test_clock.h"
 
 namespace harbinet::test {
-
-// Stands for SHA-256 where only the length matters: 32 bytes that depend on the text's end, where
-// the nonce is.
-inline std::string FakeSha256(std::string_view text) {
-    return std::string(text.substr(text.size() - 32));
-}
 
 class ShareServiceTest : public FileServiceTest {
 protected:
