@@ -18,6 +18,9 @@ import { createInterface } from "node:readline";
 import { setTimeout as delay } from "node:timers/promises";
 import { fileURLToPath } from "node:url";
 
+import { describeState } from "./diagnosis.mjs";
+import { processOf } from "./processes.mjs";
+
 export const root = fileURLToPath(new URL("../../", import.meta.url));
 const release = path.join(root, "build/release");
 const prefixes = path.join(root, "build/prefixes");
@@ -314,7 +317,9 @@ export class Harbinet {
     const end = Date.now() + kStartSeconds * 1000;
     while ((await this.statusCode()) !== 200) {
       if (Date.now() > end) {
-        throw new Error(`the server does not answer:\n${(await this.messages()).join("\n")}`);
+        const state = describeState({ port: this.port, pid: processOf(this.prefix) });
+        const messages = (await this.messages()).join("\n");
+        throw new Error(`the server does not answer:\n${state}\n${messages}`);
       }
       await delay(50);
     }
