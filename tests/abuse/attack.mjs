@@ -66,12 +66,11 @@ function assertAnswer(reply) {
   }
 }
 
-// Keeps as many processor cores busy until the result is called.
+// Keeps as many processor cores busy until the result is called, or this process has ended.
 export function keepBusy(cores) {
-  const loops = Array.from({ length: cores }, () =>
-    spawn("sh", ["-c", "while :; do :; done"], { stdio: "ignore" }),
-  );
-  return () => loops.forEach((loop) => loop.kill());
+  const loop = "while kill -0 $PPID 2>/dev/null; do :; done";
+  const loops = Array.from({ length: cores }, () => spawn("sh", ["-c", loop], { stdio: "ignore" }));
+  return () => loops.forEach((one) => one.kill());
 }
 
 // What the program holds once the connections that just ended are gone.

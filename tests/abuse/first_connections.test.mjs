@@ -12,8 +12,9 @@ import { keepBusy } from "./attack.mjs";
 
 const kStarts = 10;
 const kConnections = 3000;
-const kBetweenRequests = 50;
-const kAtOnce = 48;
+// Connections wait for their turn in the kernel's queue: a request waits for no more than this many on each lane.
+const kBetweenRequests = 25;
+const kAtOnce = 8;
 
 // Connects and goes, before the program can say anything.
 async function comeAndGo() {

@@ -30,6 +30,7 @@ const server = { isOff: false, stops: 0 };
 const curve = new Curve(() => program.resources());
 const folder = freshFolder("soak");
 for (const name of ["folders", "halves"]) folder.makeFolder(name);
+folder.write("large.bin", Buffer.alloc(8_000_000, "l"));
 const visitors = Array.from({ length: kClients }, (_, index) => {
   const number = index + 1;
   folder.makeFolder(`${number}`);
