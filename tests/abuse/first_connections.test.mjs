@@ -1,6 +1,7 @@
 // The first connections after a start, most of which leave at once, on a machine that is busy with something else: every
 // request between them is answered, and the program ends well.
 // @program own
+// @minutes 20
 import assert from "node:assert/strict";
 import { once } from "node:events";
 import net from "node:net";

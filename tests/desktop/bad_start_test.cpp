@@ -52,7 +52,7 @@ protected:
     static void ExpectFailedServer(Program& program, const wchar_t* code) {
         EXPECT_TRUE(program.WaitForLog(std::wstring(L"ERROR   server failed to start (code ") +
                                        code + L")"));
-        EXPECT_TRUE(WaitUntil([&] { return program.ControlText(1102) == L"URL:     -"; }));
+        EXPECT_TRUE(WaitUntil([&] { return program.ControlText(kUrlLabel) == L"URL:     -"; }));
         EXPECT_EQ(program.CountLog(L"SERVER  listening (HTTPS) on port " +
                                    std::to_wstring(ExpectedPort())),
                   0U);

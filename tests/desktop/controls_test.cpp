@@ -121,7 +121,7 @@ protected:
     static HWND Window() { return program_->Window(); }
 
     static void ShowPanel(bool shown) {
-        if ((OuterSize(Window())[1] == 520) != shown) program_->Command(1002);
+        if ((OuterSize(Window())[1] == 520) != shown) program_->Command(kStatusButton);
     }
 
     static std::unique_ptr<Program> program_;
@@ -220,11 +220,11 @@ TEST_F(MainWindowTest, HasACaptionAndAMinimiseBoxButNoSizingBorder) {
 }
 
 TEST_F(MainWindowTest, TheMasterPinFieldTakesSixCharacters) {
-    EXPECT_EQ(SendMessageW(program_->Control(1111), EM_GETLIMITTEXT, 0, 0), 6);
+    EXPECT_EQ(SendMessageW(program_->Control(kMasterPinEdit), EM_GETLIMITTEXT, 0, 0), 6);
 }
 
 TEST_F(MainWindowTest, TheAddressListOffersTheAutomaticChoiceFirst) {
-    const HWND box = program_->Control(1015);
+    const HWND box = program_->Control(kAddressBox);
     EXPECT_EQ(SendMessageW(box, CB_GETCURSEL, 0, 0), 0);
     wchar_t text[128] = {};
     SendMessageW(box, CB_GETLBTEXT, 0, reinterpret_cast<LPARAM>(text));
@@ -233,10 +233,10 @@ TEST_F(MainWindowTest, TheAddressListOffersTheAutomaticChoiceFirst) {
 
 TEST_F(MainWindowTest, TheAddressListIsTwoHundredPixelsHighWhenItDrops) {
     RECT dropped = {};
-    SendMessageW(program_->Control(1015), CB_GETDROPPEDCONTROLRECT, 0,
+    SendMessageW(program_->Control(kAddressBox), CB_GETDROPPEDCONTROLRECT, 0,
                  reinterpret_cast<LPARAM>(&dropped));
     // The list and the closed field together.
-    EXPECT_EQ(dropped.bottom - dropped.top + PlaceOf(program_->Control(1015))[3], 200);
+    EXPECT_EQ(dropped.bottom - dropped.top + PlaceOf(program_->Control(kAddressBox))[3], 200);
 }
 
 TEST_F(MainWindowTest, TheStateBarIsGreenWhileTheServerRunsAndRedWhileNot) {
@@ -247,9 +247,9 @@ TEST_F(MainWindowTest, TheStateBarIsGreenWhileTheServerRunsAndRedWhileNot) {
     };
     ASSERT_TRUE(program_->WaitUntilListening());
     EXPECT_TRUE(bar_is(RGB(152, 220, 170))) << std::hex << ScreenColour(Window(), 20, 60);
-    program_->Command(1001);
+    program_->Command(kServerButton);
     EXPECT_TRUE(bar_is(RGB(240, 170, 170))) << std::hex << ScreenColour(Window(), 20, 60);
-    program_->Command(1001);
+    program_->Command(kServerButton);
     EXPECT_TRUE(bar_is(RGB(152, 220, 170))) << std::hex << ScreenColour(Window(), 20, 60);
     ASSERT_TRUE(program_->WaitUntilListening());
 }
@@ -273,9 +273,9 @@ TEST_F(MainWindowTest, TheFramesAreGrey) {
 }
 
 TEST_F(MainWindowTest, AnUnknownCommandChangesNothing) {
-    const std::wstring before = program_->ControlText(1201);
+    const std::wstring before = program_->ControlText(kStatusEdit);
     for (const int id : {1005, 1009, 1016, 2001, 40006}) program_->Command(id);
-    EXPECT_EQ(program_->ControlText(1201), before);
+    EXPECT_EQ(program_->ControlText(kStatusEdit), before);
     EXPECT_TRUE(IsWindow(Window()));
 }
 

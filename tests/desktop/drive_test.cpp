@@ -57,7 +57,7 @@ protected:
 
 TEST_F(DriveTest, TheWebRootBecomesW) {
     Start();
-    EXPECT_EQ(program_->ControlText(1104), L"Drive:   W");
+    EXPECT_EQ(program_->ControlText(kDriveLabel), L"Drive:   W");
     EXPECT_EQ(TargetOf(L"W:"), L"\\??\\" + DataFolder() + L"\\files");
     EXPECT_TRUE(program_->WaitForLog(MountedLine(L'W')));
 }
@@ -71,35 +71,35 @@ TEST_F(DriveTest, TheLetterIsFreeAfterTheEnd) {
 TEST_F(DriveTest, WithWTakenItIsT) {
     const TakenLetters taken(L"W");
     Start();
-    EXPECT_EQ(program_->ControlText(1104), L"Drive:   T");
+    EXPECT_EQ(program_->ControlText(kDriveLabel), L"Drive:   T");
     EXPECT_TRUE(program_->WaitForLog(MountedLine(L'T')));
 }
 
 TEST_F(DriveTest, WithAllButTheLastTakenItIsR) {
     const TakenLetters taken(kCandidates.substr(0, 19));
     Start();
-    EXPECT_EQ(program_->ControlText(1104), L"Drive:   R");
+    EXPECT_EQ(program_->ControlText(kDriveLabel), L"Drive:   R");
 }
 
 TEST_F(DriveTest, WithAllTwentyTakenThereIsNone) {
     const TakenLetters taken(kCandidates);
     Start();
-    EXPECT_EQ(program_->ControlText(1104), L"Drive:   -");
+    EXPECT_EQ(program_->ControlText(kDriveLabel), L"Drive:   -");
     EXPECT_TRUE(program_->WaitForLog(L"DRIVE   no free drive letter"));
 }
 
 TEST_F(DriveTest, AChangeOfTheWebRootMapsItAnew) {
     Start();
-    program_->Command(1014);
+    program_->Command(kBackButton);
     EXPECT_TRUE(program_->WaitForLog(L"DRIVE   unmounted W:"));
     EXPECT_TRUE(WaitUntil([&] { return program_->CountLog(MountedLine(L'W')) == 2; }));
-    EXPECT_EQ(program_->ControlText(1104), L"Drive:   W");
+    EXPECT_EQ(program_->ControlText(kDriveLabel), L"Drive:   W");
 }
 
 TEST_F(DriveTest, AFailedUnmountIsLoggedAndForgotten) {
     Start();
     DefineDosDeviceW(DDD_REMOVE_DEFINITION, L"W:", nullptr);
-    program_->Command(1014);
+    program_->Command(kBackButton);
     EXPECT_TRUE(WaitUntil([&] {
         for (const std::wstring& message : program_->LogMessages()) {
             if (message.starts_with(L"DRIVE   unmount failed for W: (err=")) return true;
@@ -115,9 +115,9 @@ TEST(ElevatedDriveTest, AnAdministratorGetsNoDrive) {
     program.WaitUntilListening();
     const std::wstring line = L"DRIVE   skipped (running as administrator)";
     EXPECT_TRUE(program.WaitForLog(line));
-    EXPECT_EQ(program.ControlText(1104), L"Drive:   -");
+    EXPECT_EQ(program.ControlText(kDriveLabel), L"Drive:   -");
     EXPECT_EQ(TargetOf(L"W:"), L"");
-    program.Command(1014);
+    program.Command(kBackButton);
     EXPECT_TRUE(WaitUntil([&] { return program.CountLog(line) == 2; }));
 }
 

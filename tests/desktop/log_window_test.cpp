@@ -19,9 +19,11 @@ protected:
         log_ = program_->LogWindow();
         ASSERT_NE(log_, nullptr);
     }
-    HWND Box() const { return GetDlgItem(log_, 2002); }
-    HWND Button() const { return GetDlgItem(log_, 2001); }
-    void Clear() const { SendMessageW(log_, WM_COMMAND, 2001, reinterpret_cast<LPARAM>(Button())); }
+    HWND Box() const { return GetDlgItem(log_, kLogText); }
+    HWND Button() const { return GetDlgItem(log_, kLogClearButton); }
+    void Clear() const {
+        SendMessageW(log_, WM_COMMAND, kLogClearButton, reinterpret_cast<LPARAM>(Button()));
+    }
 
     std::unique_ptr<Program> program_;
     HWND log_ = nullptr;
@@ -62,14 +64,14 @@ TEST_F(LogWindowTest, ClosingHidesItAndLogsShowsTheSameOneAgain) {
     SendMessageW(log_, WM_CLOSE, 0, 0);
     EXPECT_TRUE(IsWindow(log_));
     EXPECT_FALSE(IsShown(log_));
-    program_->Command(1003);
+    program_->Command(kLogsButton);
     EXPECT_EQ(FindTopWindow(program_->Id(), L"HTTPHarbinet_LogWin", nullptr), log_);
     EXPECT_TRUE(IsShown(log_));
 }
 
 TEST_F(LogWindowTest, LinesArriveWhileItIsHidden) {
     SendMessageW(log_, WM_CLOSE, 0, 0);
-    program_->Command(1001);
+    program_->Command(kServerButton);
     EXPECT_TRUE(program_->WaitForLog(L"SERVER  stopping"));
 }
 
@@ -84,9 +86,9 @@ TEST_F(LogWindowTest, ClearLeavesOneLine) {
 }
 
 TEST_F(LogWindowTest, NewLinesComeAtTheEnd) {
-    program_->Command(1001);
+    program_->Command(kServerButton);
     ASSERT_TRUE(WaitUntil([&] { return program_->LogMessages().back() == L"SERVER  stopping"; }));
-    program_->Command(1001);
+    program_->Command(kServerButton);
     ASSERT_TRUE(WaitUntil([&] {
         return program_->LogMessages().back().starts_with(L"SERVER  listening (HTTPS) on port ");
     }));
@@ -95,10 +97,10 @@ TEST_F(LogWindowTest, NewLinesComeAtTheEnd) {
 TEST_F(LogWindowTest, TheBoxKeepsTheNewestFiveHundredLinesAndScrollsToTheEnd) {
     Clear();
     ASSERT_TRUE(WaitUntil([&] { return program_->LogLines().size() == 1; }));
-    const HWND autostart = program_->Control(1011);
+    const HWND autostart = program_->Control(kAutostartBox);
     for (int i = 0; i < 520; ++i) {
         SendMessageW(autostart, BM_SETCHECK, i % 2 == 0 ? BST_CHECKED : BST_UNCHECKED, 0);
-        program_->Command(1011);
+        program_->Command(kAutostartBox);
     }
     // Line 1 was the clearing; the newest of 521 lines are those of toggles 21 to 520.
     ASSERT_TRUE(WaitUntil([&] {

@@ -204,8 +204,8 @@ TEST(ClassTest, TheLogWindowHasTheWindowColourTheFontAndNoIcon) {
     EXPECT_EQ(GetClassLongPtrW(window.Handle(), GCLP_HBRBACKGROUND), ULONG_PTR{COLOR_WINDOW + 1});
     EXPECT_EQ(GetClassLongPtrW(window.Handle(), GCLP_HICON), 0U);
     EXPECT_EQ(GetClassLongPtrW(window.Handle(), GCL_STYLE), 0U);
-    EXPECT_STREQ(FontOf(GetDlgItem(window.Handle(), 2001)).lfFaceName, L"Segoe UI");
-    EXPECT_STREQ(FontOf(GetDlgItem(window.Handle(), 2002)).lfFaceName, L"Segoe UI");
+    EXPECT_STREQ(FontOf(GetDlgItem(window.Handle(), kLogClearButton)).lfFaceName, L"Segoe UI");
+    EXPECT_STREQ(FontOf(GetDlgItem(window.Handle(), kLogText)).lfFaceName, L"Segoe UI");
     DestroyWindow(window.Handle());
 }
 
@@ -264,10 +264,10 @@ TEST(LogWindowLoadTest, AThousandLinesASecondLeaveTheWindowsAnswering) {
     log.Log(L"DL      the end");
     const auto shows_end = [&] {
         HandleMessages();
-        return TextOf(GetDlgItem(window.Handle(), 2002)).ends_with(L"DL      the end\r\n");
+        return TextOf(GetDlgItem(window.Handle(), kLogText)).ends_with(L"DL      the end\r\n");
     };
     EXPECT_TRUE(WaitUntil(shows_end));
-    EXPECT_EQ(SendMessageW(GetDlgItem(window.Handle(), 2002), EM_GETLINECOUNT, 0, 0), 501);
+    EXPECT_EQ(SendMessageW(GetDlgItem(window.Handle(), kLogText), EM_GETLINECOUNT, 0, 0), 501);
     DestroyWindow(window.Handle());
 }
 
@@ -288,7 +288,7 @@ class HandleTest : public testing::Test {
 protected:
     void SetUp() override {
         program_.WaitUntilListening();
-        program_.Command(1002);
+        program_.Command(kStatusButton);
         // The first drawings fill caches of the system.
         Refresh(200);
         before_ = CountHandles(program_.Process());
@@ -316,7 +316,7 @@ protected:
 TEST_F(HandleTest, FiveHundredRefreshesLeaveNoHandleBehind) { Refresh(500); }
 
 TEST_F(HandleTest, AHundredTogglesOfThePanelLeaveNoHandleBehind) {
-    for (int i = 0; i < 100; ++i) program_.Command(1002);
+    for (int i = 0; i < 100; ++i) program_.Command(kStatusButton);
 }
 
 TEST_F(HandleTest, AHundredTrayMenusLeaveNoHandleBehind) {

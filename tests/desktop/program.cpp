@@ -13,7 +13,6 @@ namespace harbinet::test {
 namespace {
 
 constexpr UINT kAnswerMilliseconds = 10'000;
-constexpr std::size_t kTimeLength = 25;
 
 std::wstring& PathStore() {
     static std::wstring path;
@@ -163,20 +162,20 @@ void Program::PostCommand(int id) const {
     PostMessageW(window_, WM_COMMAND, static_cast<WPARAM>(id), 0);
 }
 
-bool Program::IsListening() const { return ControlText(1102) != L"URL:     -"; }
+bool Program::IsListening() const { return ControlText(kUrlLabel) != L"URL:     -"; }
 
 bool Program::WaitUntilListening() const {
     return WaitUntil([this] { return IsListening(); });
 }
 
-std::wstring Program::Url() const { return ControlText(1102).substr(9); }
-std::wstring Program::Pin() const { return ControlText(1103).substr(10); }
+std::wstring Program::Url() const { return ControlText(kUrlLabel).substr(9); }
+std::wstring Program::Pin() const { return ControlText(kPinLabel).substr(10); }
 std::wstring Program::Link() const { return Url() + L"auto?pin=" + Pin(); }
 
 HWND Program::LogWindow() {
     HWND log = FindTopWindow(id_, L"HTTPHarbinet_LogWin", nullptr);
     if (!log) {
-        Command(1003);
+        Command(kLogsButton);
         log = FindTopWindow(id_, L"HTTPHarbinet_LogWin", nullptr);
     }
     return log;
@@ -195,7 +194,7 @@ std::vector<std::wstring> Program::LogLines() {
 
 std::vector<std::wstring> Program::LogMessages() {
     std::vector<std::wstring> lines = LogLines();
-    for (std::wstring& line : lines) line.erase(0, kTimeLength);
+    for (std::wstring& line : lines) line = MessageOf(line);
     return lines;
 }
 

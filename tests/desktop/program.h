@@ -10,8 +10,15 @@
 #include <vector>
 
 #include "app/unique_handle_win.h"
+#include "ui/main_controls.h"
+#include "ui/tray_menu.h"
 
 namespace harbinet::test {
+
+// The controls of the log window; those of the main window are in ui/main_controls.h, and that
+// these are the right ones is tested with their numbers.
+inline constexpr int kLogClearButton = 2001;
+inline constexpr int kLogText = 2002;
 
 // The path of Harbinet.exe; set once, before the tests run.
 void SetProgramPath(std::wstring path);
@@ -76,7 +83,7 @@ public:
 
     // Opens the log window once.
     HWND LogWindow();
-    HWND LogBox() { return GetDlgItem(LogWindow(), 2002); }
+    HWND LogBox() { return GetDlgItem(LogWindow(), kLogText); }
     // The whole lines, and the messages after the times.
     std::vector<std::wstring> LogLines();
     std::vector<std::wstring> LogMessages();

@@ -39,7 +39,7 @@ protected:
 
 class MasterPinTest : public SettingsTest {
 protected:
-    HWND Field() const { return program_->Control(1111); }
+    HWND Field() const { return program_->Control(kMasterPinEdit); }
     std::wstring Text() const { return TextOf(Field()); }
     void Type(std::wstring_view keys) const {
         for (const wchar_t key : keys) SendMessageW(Field(), WM_CHAR, key, 1);
@@ -125,21 +125,21 @@ TEST_F(MasterPinTest, TheNewPinLogsInAndTheOldOneDoesNot) {
 }
 
 TEST_F(MasterPinTest, TheLabelGoesOnShowingTheCurrentPin) {
-    const std::wstring label = program_->ControlText(1103);
+    const std::wstring label = program_->ControlText(kPinLabel);
     Paste(L"135791");
-    EXPECT_EQ(program_->ControlText(1103), label);
+    EXPECT_EQ(program_->ControlText(kPinLabel), label);
 }
 
 class AutostartTest : public SettingsTest {
 protected:
     bool IsChecked() const {
-        return SendMessageW(program_->Control(1011), BM_GETCHECK, 0, 0) == BST_CHECKED;
+        return SendMessageW(program_->Control(kAutostartBox), BM_GETCHECK, 0, 0) == BST_CHECKED;
     }
     // A click changes the mark and tells the window.
     void Click() const {
-        SendMessageW(program_->Control(1011), BM_SETCHECK,
+        SendMessageW(program_->Control(kAutostartBox), BM_SETCHECK,
                      IsChecked() ? BST_UNCHECKED : BST_CHECKED, 0);
-        program_->PostCommand(1011);
+        program_->PostCommand(kAutostartBox);
     }
     static std::wstring Expected() { return L"\"" + ProgramPath() + L"\" --autostart"; }
 };
@@ -236,7 +236,7 @@ protected:
         Start();
     }
     // Back to the program's own folder.
-    void Back() const { program_->Command(1014); }
+    void Back() const { program_->Command(kBackButton); }
     static std::wstring Own() { return DataFolder() + L"\\files"; }
     std::wstring ChangedLine() const {
         return L"WEBROOT changed to: " + Own() + L" (share links cleared)";
@@ -251,9 +251,9 @@ protected:
 };
 
 TEST_F(WebRootTest, BackPublishesTheDefaultFolderAndStoresIt) {
-    EXPECT_EQ(program_->ControlText(1112), kOther);
+    EXPECT_EQ(program_->ControlText(kWebRootLabel), kOther);
     Back();
-    EXPECT_EQ(program_->ControlText(1112), Own());
+    EXPECT_EQ(program_->ControlText(kWebRootLabel), Own());
     EXPECT_EQ(RegistryValue(kSettings, L"WebRootPath"), Own());
     EXPECT_TRUE(program_->WaitForLog(ChangedLine()));
 }
@@ -269,7 +269,7 @@ TEST_F(WebRootTest, ARunningServerStopsAndStartsAroundTheChange) {
 }
 
 TEST_F(WebRootTest, AStoppedServerStaysStopped) {
-    program_->Command(1001);
+    program_->Command(kServerButton);
     Back();
     ASSERT_TRUE(program_->WaitForLog(ChangedLine()));
     EXPECT_FALSE(program_->IsListening());
@@ -302,14 +302,14 @@ TEST_F(WebRootTest, ShareLinksAreDeadAfterwardsAndSessionsLive) {
 TEST_F(WebRootTest, AFolderPickedInTheDialogBecomesTheWebRoot) {
     const std::wstring picked = L"C:\\picked";
     CreateDirectoryW(picked.c_str(), nullptr);
-    program_->PostCommand(1013);
+    program_->PostCommand(kWebRootButton);
     const Dialog picker(program_->Id(), L"Select Web Root Folder");
     ASSERT_TRUE(picker.IsThere());
     const HWND path = FindDescendant(picker.Window(), L"Edit");
     ASSERT_NE(path, nullptr);
     SendMessageW(path, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(picked.c_str()));
     EXPECT_TRUE(picker.Dismiss(IDOK));
-    EXPECT_TRUE(WaitUntil([&] { return program_->ControlText(1112) == picked; }));
+    EXPECT_TRUE(WaitUntil([&] { return program_->ControlText(kWebRootLabel) == picked; }));
     EXPECT_EQ(RegistryValue(kSettings, L"WebRootPath"), picked);
     EXPECT_TRUE(program_->WaitForLog(L"WEBROOT changed to: " + picked + L" (share links cleared)"));
 }
@@ -318,12 +318,12 @@ TEST_F(WebRootTest, ThePickerOpensWithItsTitleAndCancellingChangesNothing) {
     program_->LogWindow();
     WaitUntil([&] { return program_->CountLog(kPinLine) == 1; });
     const std::vector<std::wstring> log = program_->LogLines();
-    program_->PostCommand(1013);
+    program_->PostCommand(kWebRootButton);
     const Dialog picker(program_->Id(), L"Select Web Root Folder");
     ASSERT_TRUE(picker.IsThere());
     EXPECT_EQ(GetWindow(picker.Window(), GW_OWNER), program_->Window());
     EXPECT_TRUE(picker.Dismiss(IDCANCEL));
-    EXPECT_EQ(program_->ControlText(1112), kOther);
+    EXPECT_EQ(program_->ControlText(kWebRootLabel), kOther);
     EXPECT_EQ(RegistryValue(kSettings, L"WebRootPath"), kOther);
     EXPECT_EQ(program_->LogLines(), log);
 }

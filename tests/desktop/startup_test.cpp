@@ -137,7 +137,7 @@ TEST_P(StoredWebRootTest, IsTakenOrLeft) {
     Program program;
     program.WaitUntilListening();
     const std::wstring expected = GetParam().taken ? GetParam().stored : DataFolder() + L"\\files";
-    EXPECT_EQ(program.ControlText(1112), expected);
+    EXPECT_EQ(program.ControlText(kWebRootLabel), expected);
     EXPECT_EQ(program.LogMessages()[3], L"PATH    files=" + expected);
     EXPECT_NE(GetFileAttributesW(expected.c_str()), INVALID_FILE_ATTRIBUTES);
     // A path that was not taken stays in the registry as it was.
@@ -232,7 +232,7 @@ TEST(EndTest, ClosingEndsTheProcessWithCodeZeroAndLeavesNothing) {
 TEST(EndTest, TheTrayMenusCloseEndsTheProcessToo) {
     Program program;
     program.WaitUntilListening();
-    program.PostCommand(40002);
+    program.PostCommand(kTrayClose);
     EXPECT_EQ(program.WaitForExit(), 0U);
     EXPECT_EQ(Get(ExpectedPort(), "/"), "");
 }
@@ -240,7 +240,7 @@ TEST(EndTest, TheTrayMenusCloseEndsTheProcessToo) {
 TEST(EndTest, AStoppedServerDoesNotKeepTheProgramFromEnding) {
     Program program;
     program.WaitUntilListening();
-    program.Command(1001);
+    program.Command(kServerButton);
     EXPECT_EQ(program.Close(), 0U);
 }
 
@@ -258,11 +258,11 @@ TEST(ServerButtonTest, StopsAndStartsOnTheSamePort) {
     Program program;
     program.WaitUntilListening();
     const std::wstring url = program.Url();
-    program.Command(1001);
-    EXPECT_EQ(program.ControlText(1102), L"URL:     -");
+    program.Command(kServerButton);
+    EXPECT_EQ(program.ControlText(kUrlLabel), L"URL:     -");
     EXPECT_EQ(Get(ExpectedPort(), "/"), "");
     EXPECT_TRUE(program.WaitForLog(L"SERVER  stopping"));
-    program.Command(1001);
+    program.Command(kServerButton);
     ASSERT_TRUE(program.WaitUntilListening());
     EXPECT_EQ(program.Url(), url);
     EXPECT_EQ(StatusOf(Get(ExpectedPort(), "/")), "200");

@@ -1,6 +1,7 @@
 // What the window says about the server, running and stopped, and the QR code of its link.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "program.h"
@@ -28,14 +29,23 @@ protected:
 
     // Leaves the server as each test wants it.
     static void Run(bool running) {
-        if (program_->IsListening() != running) program_->Command(1001);
+        if (program_->IsListening() != running) program_->Command(kServerButton);
         if (running) program_->WaitUntilListening();
     }
-    static std::vector<std::wstring> Status() { return Lines(program_->ControlText(1201)); }
-    static std::wstring Line(std::size_t number) {
+    static std::vector<std::wstring> Status() { return Lines(program_->ControlText(kStatusEdit)); }
+    // The number of the line that begins with `label`; past the end when there is none.
+    static std::size_t Find(const std::vector<std::wstring>& lines, const std::wstring& label) {
+        const auto found = std::ranges::find_if(
+            lines, [&](const std::wstring& line) { return line.starts_with(label); });
+        return static_cast<std::size_t>(found - lines.begin());
+    }
+    static std::wstring LineAt(const std::wstring& label, std::size_t further) {
         const std::vector<std::wstring> lines = Status();
+        const std::size_t number = Find(lines, label) + further;
         return number < lines.size() ? lines[number] : L"(no such line)";
     }
+    static std::wstring Line(const std::wstring& label) { return LineAt(label, 0); }
+    static std::wstring LineAfter(const std::wstring& label) { return LineAt(label, 1); }
     static std::wstring Host() {
         Run(true);
         const std::wstring url = program_->Url();
@@ -52,85 +62,87 @@ TEST_F(StatusTest, TheTitleNamesTheProtocol) {
 
 TEST_F(StatusTest, TheUrlNamesHostAndPort) {
     const std::wstring port = IsElevated() ? L"" : L":8443";
-    EXPECT_EQ(program_->ControlText(1102), L"URL:     https://" + Host() + port + L"/");
+    EXPECT_EQ(program_->ControlText(kUrlLabel), L"URL:     https://" + Host() + port + L"/");
 }
 
 TEST_F(StatusTest, TheUrlIsAHyphenWhileTheServerIsStopped) {
     Run(false);
-    EXPECT_EQ(program_->ControlText(1102), L"URL:     -");
+    EXPECT_EQ(program_->ControlText(kUrlLabel), L"URL:     -");
 }
 
 TEST_F(StatusTest, ThePinLabelStays) {
     Run(true);
-    const std::wstring label = program_->ControlText(1103);
+    const std::wstring label = program_->ControlText(kPinLabel);
     EXPECT_EQ(label.substr(0, 10), L"PIN:      ");
     EXPECT_EQ(label.size(), 16U);
     Run(false);
-    EXPECT_EQ(program_->ControlText(1103), label);
+    EXPECT_EQ(program_->ControlText(kPinLabel), label);
 }
 
 TEST_F(StatusTest, TheDriveIsALetterOrAHyphen) {
-    EXPECT_EQ(program_->ControlText(1104), IsElevated() ? L"Drive:   -" : L"Drive:   W");
+    EXPECT_EQ(program_->ControlText(kDriveLabel), IsElevated() ? L"Drive:   -" : L"Drive:   W");
 }
 
 TEST_F(StatusTest, TheWebRootStandsAlone) {
-    EXPECT_EQ(program_->ControlText(1112), DataFolder() + L"\\files");
+    EXPECT_EQ(program_->ControlText(kWebRootLabel), DataFolder() + L"\\files");
 }
 
 TEST_F(StatusTest, StateLine) {
     Run(true);
-    EXPECT_EQ(Line(0), L"State:                  running");
+    EXPECT_EQ(Line(L"State:"), L"State:                  running");
     Run(false);
-    EXPECT_EQ(Line(0), L"State:                  stopped");
+    EXPECT_EQ(Line(L"State:"), L"State:                  stopped");
 }
 
-TEST_F(StatusTest, IpLine) { EXPECT_EQ(Line(1), L"IP:                      " + Host()); }
+TEST_F(StatusTest, IpLine) { EXPECT_EQ(Line(L"IP:"), L"IP:                      " + Host()); }
 
 TEST_F(StatusTest, PortLine) {
     Run(true);
-    EXPECT_EQ(Line(2),
+    EXPECT_EQ(Line(L"Port:"),
               IsElevated() ? L"Port:                   443" : L"Port:                   8443");
     Run(false);
-    EXPECT_EQ(Line(2), L"Port:                   -");
+    EXPECT_EQ(Line(L"Port:"), L"Port:                   -");
 }
 
 TEST_F(StatusTest, AdminLine) {
-    EXPECT_EQ(Line(3), IsElevated() ? L"Admin:               yes (port 443 - No drive possible!)"
-                                    : L"Admin:               no (port 8443)");
+    EXPECT_EQ(Line(L"Admin:"), IsElevated()
+                                   ? L"Admin:               yes (port 443 - No drive possible!)"
+                                   : L"Admin:               no (port 8443)");
 }
 
 TEST_F(StatusTest, TlsLine) {
     Run(true);
-    EXPECT_EQ(Line(4), L"TLS:                    enabled");
+    EXPECT_EQ(Line(L"TLS:"), L"TLS:                    enabled");
     // The context outlives a stop.
     Run(false);
-    EXPECT_EQ(Line(4), L"TLS:                    enabled");
+    EXPECT_EQ(Line(L"TLS:"), L"TLS:                    enabled");
 }
 
 TEST_F(StatusTest, CertificateLines) {
-    EXPECT_EQ(Line(5), L"   Cert:                " + DataFolder() + L"\\server.crt");
-    EXPECT_EQ(Line(6), L"   Key:                 " + DataFolder() + L"\\server.key");
+    EXPECT_EQ(Line(L"   Cert:"), L"   Cert:                " + DataFolder() + L"\\server.crt");
+    EXPECT_EQ(Line(L"   Key:"), L"   Key:                 " + DataFolder() + L"\\server.key");
 }
 
 TEST_F(StatusTest, WebRootLines) {
-    EXPECT_EQ(Line(7), L"WEB Root:          " + DataFolder() + L"\\files");
-    EXPECT_EQ(Line(8), L"WEB Root (D):     " + DataFolder() + L"\\files");
-    EXPECT_EQ(Line(9), L"");
+    EXPECT_EQ(Line(L"WEB Root:"), L"WEB Root:          " + DataFolder() + L"\\files");
+    EXPECT_EQ(Line(L"WEB Root (D):"), L"WEB Root (D):     " + DataFolder() + L"\\files");
+    EXPECT_EQ(LineAfter(L"WEB Root (D):"), L"");
 }
 
 TEST_F(StatusTest, CreditLines) {
-    EXPECT_EQ(Line(10), L"Developer:            Harbinet");
-    EXPECT_EQ(Line(11), L"Developer URL:      -");
-    EXPECT_EQ(Line(12), L"Version:              2.0");
-    EXPECT_EQ(Line(13), L"");
+    EXPECT_EQ(Line(L"Developer:"), L"Developer:            Harbinet");
+    EXPECT_EQ(Line(L"Developer URL:"), L"Developer URL:      -");
+    EXPECT_EQ(Line(L"Version:"), L"Version:              2.0");
+    EXPECT_EQ(LineAfter(L"Version:"), L"");
 }
 
 TEST_F(StatusTest, AddressBlocks) {
     const std::vector<std::wstring> lines = Status();
-    ASSERT_GT(lines.size(), 17U);
-    EXPECT_EQ(lines[14], L"IPv4 Addresses:");
-    EXPECT_EQ(lines[15], L"-----------------------------");
-    std::size_t next = 16;
+    const std::size_t first = Find(lines, L"IPv4 Addresses:");
+    ASSERT_GT(lines.size(), first + 3);
+    EXPECT_EQ(lines[first], L"IPv4 Addresses:");
+    EXPECT_EQ(lines[first + 1], L"-----------------------------");
+    std::size_t next = first + 2;
     while (next < lines.size() && !lines[next].empty()) {
         EXPECT_FALSE(lines[next].starts_with(L"169.254."));
         EXPECT_EQ(lines[next].find_first_not_of(L"0123456789."), std::wstring::npos);
@@ -145,23 +157,23 @@ TEST_F(StatusTest, AddressBlocks) {
 }
 
 TEST_F(StatusTest, TheTextEndsWithALineEnd) {
-    EXPECT_TRUE(program_->ControlText(1201).ends_with(L"\r\n"));
+    EXPECT_TRUE(program_->ControlText(kStatusEdit).ends_with(L"\r\n"));
 }
 
 // A refresh is what a message asks for; the text is made anew each time.
 TEST_F(StatusTest, APostedRefreshRestoresTheTexts) {
     Run(true);
-    const std::wstring url = program_->ControlText(1102);
+    const std::wstring url = program_->ControlText(kUrlLabel);
     SetWindowTextW(program_->Window(), L"changed");
-    SendMessageW(program_->Control(1102), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(L"changed"));
+    SendMessageW(program_->Control(kUrlLabel), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(L"changed"));
     PostMessageW(program_->Window(), WM_APP + 10, 0, 0);
-    EXPECT_TRUE(WaitUntil([&] { return program_->ControlText(1102) == url; }));
+    EXPECT_TRUE(WaitUntil([&] { return program_->ControlText(kUrlLabel) == url; }));
     EXPECT_EQ(TextOf(program_->Window()), L"HTTPS Harbinet PRO");
 }
 
 class AddressTest : public StatusTest {
 protected:
-    static HWND Box() { return program_->Control(1015); }
+    static HWND Box() { return program_->Control(kAddressBox); }
     static LRESULT Count() { return SendMessageW(Box(), CB_GETCOUNT, 0, 0); }
     static std::wstring Item(LRESULT index) {
         wchar_t text[128] = {};
@@ -170,7 +182,7 @@ protected:
         return text;
     }
     static void Notify(int notification) {
-        SendMessageW(program_->Window(), WM_COMMAND, MAKEWPARAM(1015, notification),
+        SendMessageW(program_->Window(), WM_COMMAND, MAKEWPARAM(kAddressBox, notification),
                      reinterpret_cast<LPARAM>(Box()));
     }
     static void Select(LRESULT index) {
@@ -189,7 +201,7 @@ TEST_F(AddressTest, AChosenAddressStandsInUrlAndStatusAndAutoTakesItBack) {
     const LRESULT last = Count() - 1;
     Select(last);
     EXPECT_EQ(program_->Url().substr(8, Item(last).size()), Item(last));
-    EXPECT_EQ(Line(1), L"IP:                      " + Item(last));
+    EXPECT_EQ(Line(L"IP:"), L"IP:                      " + Item(last));
     Select(0);
     EXPECT_EQ(program_->Url(), automatic);
 }

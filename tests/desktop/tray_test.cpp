@@ -93,9 +93,9 @@ TEST_F(TrayTest, TheTooltipNamesAddressPinAndDrive) {
 TEST_F(TrayTest, TheTooltipFollowsTheServer) {
     const std::wstring address = AddressWithoutSlash();
     Minimise();
-    program_->Command(1001);
+    program_->Command(kServerButton);
     EXPECT_EQ(tray_.Tip(), ExpectedTip(L"stopped"));
-    program_->Command(1001);
+    program_->Command(kServerButton);
     program_->WaitUntilListening();
     EXPECT_EQ(tray_.Tip(), ExpectedTip(address).substr(0, 127));
 }
@@ -111,7 +111,7 @@ TEST_F(TrayTest, AnAutostartedProgramSetsTheTooltipAtOnce) {
 
 TEST_F(TrayTest, TheIconStaysWhenTheWindowComesBackAndGoesWithTheProgram) {
     Minimise();
-    program_->Command(40001);
+    program_->Command(kTrayOpen);
     EXPECT_TRUE(IsShown(program_->Window()));
     EXPECT_TRUE(tray_.Calls(NIM_DELETE).empty());
     program_->Close();
@@ -168,7 +168,7 @@ TEST_F(TrayTest, TheMenusFirstItemCopiesTheLink) {
 }
 
 TEST_F(TrayTest, TheGrayedFirstItemDoesNothingWhileTheServerIsStopped) {
-    program_->Command(1001);
+    program_->Command(kServerButton);
     SetClipboardText(L"before");
     ASSERT_NE(OpenMenu(), nullptr);
     Keys({VK_DOWN, VK_RETURN, VK_ESCAPE});
@@ -190,7 +190,7 @@ TEST_F(TrayTest, TheLastItemClosesTheProgram) {
 }
 
 TEST_F(TrayTest, TheCopyButtonPutsTheLinkOnTheClipboard) {
-    for (const int command : {1010, 40003}) {
+    for (const int command : {int{kCopyButton}, int{kTrayCopy}}) {
         SetClipboardText(L"before");
         program_->Command(command);
         EXPECT_EQ(ClipboardText(), program_->Link()) << command;
@@ -198,9 +198,9 @@ TEST_F(TrayTest, TheCopyButtonPutsTheLinkOnTheClipboard) {
 }
 
 TEST_F(TrayTest, WithTheServerStoppedTheClipboardStaysUntouched) {
-    program_->Command(1001);
+    program_->Command(kServerButton);
     SetClipboardText(L"before");
-    for (const int command : {1010, 40003}) program_->Command(command);
+    for (const int command : {int{kCopyButton}, int{kTrayCopy}}) program_->Command(command);
     Mouse(WM_LBUTTONUP);
     EXPECT_EQ(ClipboardText(), L"before");
 }
@@ -208,7 +208,7 @@ TEST_F(TrayTest, WithTheServerStoppedTheClipboardStaysUntouched) {
 TEST_F(TrayTest, AClipboardThatIsInUseIsLeftAlone) {
     SetClipboardText(L"before");
     ASSERT_TRUE(OpenClipboard(nullptr));
-    program_->Command(1010);
+    program_->Command(kCopyButton);
     CloseClipboard();
     EXPECT_EQ(ClipboardText(), L"before");
 }
@@ -256,26 +256,26 @@ private:
 
 TEST_F(TrayTest, TheBrowserIsGivenTheLink) {
     const HttpsHandler handler(true);
-    program_->Command(1012);
+    program_->Command(kBrowserButton);
     EXPECT_TRUE(program_->WaitForLog(L"BROWSER opened: " + program_->Link()));
-    program_->Command(40005);
+    program_->Command(kTrayBrowser);
     EXPECT_TRUE(
         WaitUntil([&] { return program_->CountLog(L"BROWSER opened: " + program_->Link()) == 2; }));
 }
 
 TEST_F(TrayTest, WithoutABrowserOnlyTheLogSaysSo) {
     const HttpsHandler handler(false);
-    program_->PostCommand(1012);
+    program_->PostCommand(kBrowserButton);
     EXPECT_TRUE(program_->WaitForLog(L"BROWSER failed"));
 }
 
 TEST_F(TrayTest, WithTheServerStoppedTheBrowserStaysClosed) {
     const HttpsHandler handler(true);
-    program_->Command(1001);
-    program_->Command(1012);
-    program_->Command(40005);
+    program_->Command(kServerButton);
+    program_->Command(kBrowserButton);
+    program_->Command(kTrayBrowser);
     // A later line shows that the log is up to date.
-    program_->Command(1001);
+    program_->Command(kServerButton);
     program_->WaitUntilListening();
     for (const std::wstring& message : program_->LogMessages()) {
         EXPECT_FALSE(message.starts_with(L"BROWSER"));
@@ -284,10 +284,10 @@ TEST_F(TrayTest, WithTheServerStoppedTheBrowserStaysClosed) {
 
 // A web root that is gone, and a drive letter that leads nowhere, cannot be opened.
 TEST_F(TrayTest, AnExplorerThatCannotOpenIsLoggedAndShown) {
-    const std::wstring web_root = program_->ControlText(1112);
+    const std::wstring web_root = program_->ControlText(kWebRootLabel);
     RemoveDirectoryW(web_root.c_str());
     const std::wstring target = IsElevated() ? web_root : L"W:\\";
-    for (const int command : {1004, 40004}) {
+    for (const int command : {int{kExplorerButton}, int{kTrayExplorer}}) {
         program_->PostCommand(command);
         const Dialog dialog(program_->Id(), L"Harbinet PRO");
         ASSERT_TRUE(dialog.IsThere()) << command;
