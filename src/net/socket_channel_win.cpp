@@ -108,6 +108,12 @@ void SocketChannel::LimitReceiving(milliseconds idle, std::optional<milliseconds
     if (total) deadline_ = Clock::now() + *total;
 }
 
+// SO_SNDBUF is not among the options, on purpose. A program with one blocking send at a time keeps
+// as much in flight as that limit allows, and the right limit depends on delay and bandwidth.
+// Windows finds it for each connection by itself (dynamic send buffering, since Windows 7) unless
+// SO_SNDBUF is set: "SIO_IDEAL_SEND_BACKLOG_QUERY Control Code" in the Windows Sockets reference.
+// The delays that Microsoft's article 823764 tells of, after a send that fills the whole buffer,
+// meet non-blocking sockets only; these here block.
 void SocketChannel::PrepareSend(std::size_t count) {
     if (send_is_prepared_) return;
     sent_ += count;
