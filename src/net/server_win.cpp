@@ -118,6 +118,10 @@ std::optional<Server::StartFailure> Server::Prepare(const Socket& listening) con
     // One socket for IPv4 and IPv6. A system that refuses either option still gets its server.
     listening.SetOption(IPPROTO_IPV6, IPV6_V6ONLY, 0);
     listening.SetOption(SOL_SOCKET, SO_REUSEADDR, 1);
+    // Accepted sockets have the properties of this one, so they need no call of their own for it.
+    // Every send is a finished flight: one that waits until the last is acknowledged costs up to
+    // 200 ms.
+    listening.SetOption(IPPROTO_TCP, TCP_NODELAY, 1);
     sockaddr_in6 any{};
     any.sin6_family = AF_INET6;
     any.sin6_port = htons(static_cast<u_short>(port_));

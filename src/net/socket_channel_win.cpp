@@ -119,8 +119,6 @@ void SocketChannel::PrepareSend(std::size_t count) {
     sent_ += count;
     if (count <= kShortSendBytes && sent_ <= kShortReplyBytes) return;
     send_is_prepared_ = true;
-    // Each flush hands over a finished flight or chunk: waiting for more bytes only delays it.
-    socket_->SetOption(IPPROTO_TCP, TCP_NODELAY, 1);
     // A blocking send ends when everything is taken or its time is over, and leaves the connection
     // in an unknown state then. Here every byte counts that the client takes.
     never_blocks_ = socket_->StopBlocking() == 0;

@@ -26,7 +26,7 @@ struct ConnectionLimits {
 inline constexpr std::size_t kDrainBytes = 64 * 1024 * 1024;
 
 // A connection that sends no more than this, in pieces that fit into one segment each, finds room
-// in the system's buffer and leaves at once by itself: it needs no options for sending.
+// in the system's buffer: a send of it cannot block.
 inline constexpr std::size_t kShortSendBytes = 1200;
 inline constexpr std::size_t kShortReplyBytes = 4096;
 

@@ -50,6 +50,14 @@ private:
     std::vector<std::string> events_;
 };
 
+bool SendsAtOnce(SOCKET socket) {
+    DWORD value = 0;
+    int size = sizeof value;
+    return getsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<char*>(&value), &size) ==
+               0 &&
+           value != 0;
+}
+
 class FailingCalls final : public SocketCalls {
 public:
     explicit FailingCalls(std::shared_ptr<Events> events) : events_(std::move(events)) {}
@@ -85,7 +93,9 @@ public:
     SOCKET Accept(SOCKET listening, sockaddr* peer, int* length) override {
         if (*length != 128) events_->Add("wrong address length");
         if (failing_accepts > 0 && failing_accepts-- > 0) return INVALID_SOCKET;
-        return SocketCalls::Accept(listening, peer, length);
+        const SOCKET accepted = SocketCalls::Accept(listening, peer, length);
+        if (accepted != INVALID_SOCKET && SendsAtOnce(accepted)) events_->Add("sends at once");
+        return accepted;
     }
     int Connect(SOCKET socket, const sockaddr* address, int length) override {
         events_->Add("wake-up");
@@ -374,6 +384,14 @@ TEST_F(ServerTest, WithoutATlsContextThereIsNoSocket) {
     Make(port_);
     ExpectFailedStart(L"-10");
     EXPECT_EQ(events_->Count("listening socket"), 0);
+}
+
+TEST_F(ServerTest, AcceptedConnectionsSendAtOnce) {
+    Make(port_);
+    Start();
+    const UniqueSocket client = ConnectTo(port_);
+    ASSERT_TRUE(client);
+    EXPECT_TRUE(events_->WaitFor("sends at once", 1));
 }
 
 TEST_F(ServerTest, RefusedOptionsDoNotHinderTheStart) {
