@@ -1,6 +1,9 @@
 // The measuring client: many HTTPS requests at once, each over a connection of its own, from one
 // native process. Prints one JSON object; `seconds` runs from the first connect to the last byte,
-// `cpu_seconds` is what this client itself used.
+// `cpu_seconds` is what this client itself used, `p50_ms` and `p99_ms` are the time of one request
+// of `get` from connect to the last byte.
+//
+// The server is at 127.0.0.1, or where the variable BENCH_HOST says.
 //
 //   bench_client get  PORT PATH CLIENTS REQUESTS [HEADER]...
 //   bench_client post PORT PATH BYTES [HEADER]...     one file of BYTES as a multipart form
@@ -26,6 +29,7 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <span>
 #include <string>
@@ -53,7 +57,8 @@ public:
     Connection(SSL_CTX* context, std::uint16_t port) : ssl_(SSL_new(context)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const char* const host = std::getenv("BENCH_HOST");
+        inet_pton(AF_INET, host == nullptr ? "127.0.0.1" : host, &address.sin_addr);
         address.sin_port = htons(port);
         socket_ = socket(AF_INET, SOCK_STREAM, 0);
         // As every browser does: otherwise the request waits for the server to acknowledge the
@@ -156,11 +161,24 @@ struct Totals {
     std::atomic<std::uint64_t> bytes{0};
     std::atomic<int> requests{0};
     std::atomic<int> failed{0};
+    std::mutex lock;
+    std::vector<double> milliseconds;  // of each request, under the lock
 
     void Add(const Outcome& outcome) {
         bytes += outcome.body_bytes;
         ++requests;
         if (!outcome.ok) ++failed;
+    }
+    void AddTime(double value) {
+        const std::lock_guard guard(lock);
+        milliseconds.push_back(value);
+    }
+    // The time that this part of the requests did not exceed; 0 without any.
+    double Percentile(double part) {
+        std::ranges::sort(milliseconds);
+        if (milliseconds.empty()) return 0;
+        const auto last = static_cast<double>(milliseconds.size() - 1);
+        return milliseconds[static_cast<std::size_t>(last * part + 0.5)];
     }
 };
 
@@ -211,9 +229,13 @@ bool Run(SSL_CTX* context, std::span<char*> arguments, Totals& totals) {
         const std::string head = Head("GET", arguments[2], arguments.subspan(5)) + "\r\n";
         RunThreads(std::atoi(arguments[3]), [&](int) {
             for (int i = 0; i < requests; ++i) {
+                const auto start = std::chrono::steady_clock::now();
                 Connection connection(context, port);
                 if (connection.IsOpen() && connection.Write(head)) connection.Flush();
                 totals.Add(connection.IsOpen() ? ReadReply(connection) : Outcome{});
+                const std::chrono::duration<double, std::milli> time =
+                    std::chrono::steady_clock::now() - start;
+                totals.AddTime(time.count());
             }
         });
         return true;
@@ -251,8 +273,10 @@ int main(int argc, char** argv) {
     }
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
     std::printf(
-        "{\"seconds\":%.6f,\"cpu_seconds\":%.6f,\"bytes\":%llu,\"requests\":%d,\"failed\":%d}\n",
+        "{\"seconds\":%.6f,\"cpu_seconds\":%.6f,\"bytes\":%llu,\"requests\":%d,\"failed\":%d,"
+        "\"p50_ms\":%.3f,\"p99_ms\":%.3f}\n",
         seconds.count(), CpuSeconds(), static_cast<unsigned long long>(totals.bytes),
-        totals.requests.load(), totals.failed.load());
+        totals.requests.load(), totals.failed.load(), totals.Percentile(0.5),
+        totals.Percentile(0.99));
     return 0;
 }

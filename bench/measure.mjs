@@ -7,7 +7,9 @@ import path from "node:path";
 
 import { root } from "../tests/support/harbinet.mjs";
 import { kMeasures } from "./measures.mjs";
+import { kNear, openFarNetwork } from "./network.mjs";
 import { printTable, writeResults } from "./report.mjs";
+import { kOwnClient } from "./rows.mjs";
 import { kStatusBody, makeCertificate, run, startLoop, startNginx, startProgram } from "./servers.mjs";
 
 const kMiB = 1024 * 1024;
@@ -20,6 +22,7 @@ const kFull = {
   idle: 1000,
   requests: 50,
   clientMegabytes: 32,
+  farMegabytes: 8,
   clients: [1, 2, 4, 8, 16, 32],
   fileKilobytes: [4, 64, 1024, 16 * 1024, 256 * 1024, 1024 * 1024],
 };
@@ -32,6 +35,7 @@ const kQuick = {
   idle: 100,
   requests: 5,
   clientMegabytes: 4,
+  farMegabytes: 1,
   clients: [1, 4, 16],
   fileKilobytes: [4, 1024, 64 * 1024],
 };
@@ -51,6 +55,7 @@ function makeFiles(folder, size) {
   }
   makeFile(path.join(folder, "large.bin"), size.large * kMiB);
   makeFile(path.join(folder, "clients.bin"), size.clientMegabytes * kMiB);
+  makeFile(path.join(folder, "far.bin"), size.farMegabytes * kMiB);
   makeFile(path.join(folder, "share.bin"), (size.large * kMiB) / 16);
   for (let i = 0; i < kZipFiles; i += 1) {
     fs.linkSync(path.join(folder, "share.bin"), path.join(folder, `zip${i}.bin`));
@@ -60,14 +65,15 @@ function makeFiles(folder, size) {
   }
 }
 
+const kClientProgram = path.join(root, "build", "bench", "bench_client");
+
 function client(...args) {
-  return JSON.parse(run(path.join(root, "build", "bench", "bench_client"), args.map(String)));
+  return JSON.parse(run(kClientProgram, args.map(String)));
 }
 
 // A client that holds idle connections until it is told to end.
 async function holdIdle(port, count) {
-  const program = path.join(root, "build", "bench", "bench_client");
-  const child = spawn(program, ["idle", port, count].map(String), {
+  const child = spawn(kClientProgram, ["idle", port, count].map(String), {
     stdio: ["pipe", "pipe", "ignore"],
   });
   const [line] = await new Promise((resolve, reject) => {
@@ -88,9 +94,13 @@ async function measureAll(size, { only, asAdministrator }, folder, started) {
 
   const keep = (server) => (started.push(server), server);
   const harbinet = keep(await startProgram(folder, asAdministrator));
-  const loop = keep(await startLoop(folder, harbinet.prefix, certificate));
-  const nginx = keep(await startNginx(folder, certificate));
-  const context = { size, folder, nginx, loop, harbinet, client, holdIdle };
+  const far = await openFarNetwork();
+  if (far) started.push({ stop: far.end });
+  const addresses = ["127.0.0.1", ...(far ? [kNear] : [])];
+  const loop = keep(await startLoop(folder, harbinet.prefix, certificate, addresses));
+  const nginx = keep(await startNginx(folder, certificate, addresses));
+  const servers = { nginx, loop, harbinet };
+  const context = { size, folder, ...servers, client, clientProgram: kClientProgram, holdIdle, far };
 
   const rows = [];
   const curves = [];
@@ -99,7 +109,11 @@ async function measureAll(size, { only, asAdministrator }, folder, started) {
     console.log(`== ${name}`);
     const result = await measure(context);
     // Small sizes say nothing about the targets.
-    const judged = (row) => (size === kFull ? row : { ...row, met: null });
+    const judged = (row) => ({
+      client: kOwnClient,
+      ...row,
+      ...(size === kQuick && { met: null }),
+    });
     rows.push(...(result.rows ?? []).map(judged));
     if (result.curve) curves.push(result.curve);
   }

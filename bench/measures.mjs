@@ -3,74 +3,37 @@
 import fs from "node:fs";
 
 import { windowsPath } from "../tests/support/harbinet.mjs";
+import { kBrowserMeasures } from "./browser.mjs";
+import { kClientMeasures } from "./clients.mjs";
+import { kFarMeasures } from "./far.mjs";
+import { kLatencyMeasures } from "./latency.mjs";
+import {
+  atLeast,
+  atMost,
+  checked,
+  formatRate,
+  information,
+  medians,
+  megabytesPerSecond,
+} from "./rows.mjs";
 import { run, windowsProgram, wineCommand } from "./servers.mjs";
 
 const kMiB = 1024 * 1024;
 const kManyClients = 16;
 const kListing = "list";
 
-export function median(numbers) {
-  const sorted = [...numbers].sort((a, b) => a - b);
-  const middle = Math.floor(sorted.length / 2);
-  return sorted.length % 2 ? sorted[middle] : (sorted[middle - 1] + sorted[middle]) / 2;
-}
-
-// Runs every task once per round, in turns, so that whatever else the machine does meets all of them.
-// The results stand in the order of the tasks.
-function alternate(rounds, tasks) {
-  const results = tasks.map(() => []);
-  for (let round = 0; round < rounds; round += 1) {
-    tasks.forEach((task, index) => results[index].push(task()));
-  }
-  return results;
-}
-
-function checked(outcome) {
-  if (outcome.failed > 0 || outcome.requests === 0) {
-    throw new Error(`a request failed: ${JSON.stringify(outcome)}`);
-  }
-  return outcome;
-}
-
-const megabytesPerSecond = (outcome) => outcome.bytes / 1e6 / outcome.seconds;
-
 function fetch(context, server, name, clients = 1, count = 1) {
   const [target, headers] = server.file(name);
   return checked(context.client("get", server.port, target, clients, count, ...headers));
 }
 
-const formatRate = (rate) => `${rate.toFixed(0)} MB/s`;
-const formatRatio = (ratio) => ratio.toFixed(2);
-
-function atLeast(what, value, against, ratio, target) {
-  return {
-    what,
-    value,
-    against,
-    ratio: formatRatio(ratio),
-    target: `>= ${target}`,
-    met: ratio >= target,
-  };
-}
-
-function atMost(what, value, against, ratio, target) {
-  return {
-    what,
-    value,
-    against,
-    ratio: formatRatio(ratio),
-    target: `<= ${target}`,
-    met: ratio <= target,
-  };
-}
-
-function download(context) {
+async function download(context) {
   const { size, nginx, loop, harbinet } = context;
   const servers = [harbinet, loop, nginx];
-  const rates = alternate(
+  const rates = await medians(
     size.rounds,
     servers.map((server) => () => megabytesPerSecond(fetch(context, server, "large.bin"))),
-  ).map(median);
+  );
   const what = `download, 1 client, ${size.large} MiB`;
   const [own, bare, native] = rates;
   return {
@@ -87,28 +50,17 @@ function download(context) {
   };
 }
 
-function information(what, value, against = "", ratio = null) {
-  return {
-    what,
-    value,
-    against,
-    ratio: ratio === null ? "" : formatRatio(ratio),
-    target: "",
-    met: null,
-  };
-}
-
-function downloadMany(context) {
+async function downloadMany(context) {
   const { size, nginx, loop, harbinet } = context;
   const one = () => megabytesPerSecond(fetch(context, harbinet, "large.bin"));
   const many = (server) => () =>
     megabytesPerSecond(fetch(context, server, "share.bin", kManyClients));
-  const [single, own, bare, native] = alternate(size.rounds, [
+  const [single, own, bare, native] = await medians(size.rounds, [
     one,
     many(harbinet),
     many(loop),
     many(nginx),
-  ]).map(median);
+  ]);
   const what = `download, ${kManyClients} clients, ${size.large} MiB in total`;
   return {
     rows: [
@@ -119,7 +71,7 @@ function downloadMany(context) {
   };
 }
 
-function upload(context) {
+async function upload(context) {
   const { size, loop, harbinet, client } = context;
   const tasks = [harbinet, loop].map((server) => () => {
     const [target, headers] = server.upload;
@@ -127,7 +79,7 @@ function upload(context) {
     fs.rmSync(`${context.folder}/files/upload.bin`);
     return megabytesPerSecond(checked(outcome));
   });
-  const [own, bare] = alternate(size.rounds, tasks).map(median);
+  const [own, bare] = await medians(size.rounds, tasks);
   return {
     rows: [
       atLeast(
@@ -141,7 +93,7 @@ function upload(context) {
   };
 }
 
-function requests(context) {
+async function requests(context) {
   const { size, nginx, loop, harbinet, client } = context;
   const tasks = [harbinet, loop, nginx].map((server) => () => {
     const [target, headers] = server.status;
@@ -149,7 +101,7 @@ function requests(context) {
     const outcome = checked(client("get", ...args));
     return outcome.requests / outcome.seconds;
   });
-  const [own, bare, native] = alternate(size.rounds, tasks).map(median);
+  const [own, bare, native] = await medians(size.rounds, tasks);
   const what = `requests, /api/status, ${kManyClients} clients, new connection each`;
   const perSecond = (rate) => `${rate.toFixed(0)} /s`;
   return {
@@ -160,7 +112,7 @@ function requests(context) {
   };
 }
 
-function listing(context) {
+async function listing(context) {
   const { size, harbinet, client, folder } = context;
   const request = () => {
     const [target, headers] = harbinet.list(kListing);
@@ -177,7 +129,7 @@ function listing(context) {
     const [, second, third] = run(wineCommand, args).trim().split(/\s+/).map(Number);
     return (second + third) / 2 / 1000;
   };
-  const [own, bare] = alternate(size.rounds, [request, walk]).map(median);
+  const [own, bare] = await medians(size.rounds, [request, walk]);
   const text = (milliseconds) => `${milliseconds.toFixed(1)} ms`;
   const what = "listing of 10,000 files, whole request";
   return { rows: [atMost(what, text(own), `bare loop ${text(bare)}`, own / bare, 1.5)] };
@@ -196,7 +148,7 @@ function peakDuring(pid, work) {
   return { result, before, peak: status(pid, "VmHWM") };
 }
 
-function zip(context) {
+async function zip(context) {
   const { size, harbinet, client } = context;
   const names = Array.from({ length: 16 }, (_, index) => `zip${index}.bin`);
   const body = JSON.stringify({ path: "", names });
@@ -210,7 +162,7 @@ function zip(context) {
     return result.seconds;
   };
   const plain = () => fetch(context, harbinet, "large.bin").seconds;
-  const [own, bare] = alternate(size.rounds, [pack, plain]).map(median);
+  const [own, bare] = await medians(size.rounds, [pack, plain]);
   const seconds = (value) => `${value.toFixed(2)} s`;
   const what = `ZIP of ${size.large} MiB`;
   const peak = Math.max(...peaks);
@@ -283,15 +235,14 @@ function startUp(context) {
 }
 
 // Throughput of each server over `points`; `take` gives the arguments of a fetch.
-function curve(context, title, label, points, take) {
+async function curve(context, title, label, points, take) {
   const servers = [context.harbinet, context.loop, context.nginx];
-  const rows = points.map((point) => [
-    point,
-    ...alternate(
-      context.size.rounds,
-      servers.map((server) => () => megabytesPerSecond(fetch(context, server, ...take(point)))),
-    ).map(median),
-  ]);
+  const rows = [];
+  for (const point of points) {
+    const rate = (server) => megabytesPerSecond(fetch(context, server, ...take(point)));
+    const tasks = servers.map((server) => () => rate(server));
+    rows.push([point, ...(await medians(context.size.rounds, tasks))]);
+  }
   return { curve: { title, label, names: servers.map((server) => server.name), rows } };
 }
 
@@ -326,4 +277,8 @@ export const kMeasures = {
   zip,
   overFileSize,
   overClients,
+  ...kClientMeasures,
+  ...kBrowserMeasures,
+  ...kLatencyMeasures,
+  ...kFarMeasures,
 };

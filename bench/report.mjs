@@ -4,13 +4,14 @@ import fs from "node:fs";
 import os from "node:os";
 import path from "node:path";
 
-const kHeadings = ["measure", "Harbinet PRO", "against", "ratio", "target", "met"];
+const kHeadings = ["measure", "client", "Harbinet PRO", "against", "ratio", "target", "met"];
 
 const metText = (met) => (met === null ? "" : met ? "yes" : "**no**");
 
 export function tableLines(rows) {
   const cells = rows.map((row) => [
     row.what,
+    row.client,
     row.value,
     row.against,
     row.ratio,

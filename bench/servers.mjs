@@ -59,7 +59,8 @@ export function makeCertificate(folder) {
   return files;
 }
 
-export async function startNginx(folder, { certificate, key }) {
+// `addresses` are those that it is reached at.
+export async function startNginx(folder, { certificate, key }, addresses) {
   await mustBeFree(kNginxPort);
   const own = path.join(folder, "nginx");
   fs.mkdirSync(own);
@@ -72,12 +73,19 @@ events { worker_connections 4096; }
 http {
   access_log off;
   keepalive_timeout 0;
+  types { text/html html; }
+  default_type application/octet-stream;
   ${temporary.map((name) => `${name}_temp_path ${own}/${name};`).join(" ")}
   server {
-    listen 127.0.0.1:${kNginxPort} ssl;
+    ${addresses.map((address) => `listen ${address}:${kNginxPort} ssl;`).join(" ")}
     ssl_certificate ${certificate};
     ssl_certificate_key ${key};
     root ${folder}/files;
+    location /in/ {
+      dav_methods PUT;
+      create_full_put_path on;
+      client_max_body_size 0;
+    }
   }
 }
 `,
@@ -90,12 +98,15 @@ http {
     name: "nginx",
     port: kNginxPort,
     file: (name) => [name, []],
+    // It takes no forms.
+    uploadTo: (name) => [`in/${name}`, []],
+    takesForms: false,
     status: ["status", []],
     stop: () => child.kill("SIGQUIT"),
   };
 }
 
-export async function startLoop(folder, prefix, { certificate, key }) {
+export async function startLoop(folder, prefix, { certificate, key }, addresses) {
   await mustBeFree(kLoopPort);
   const args = [certificate, key].map(windowsPath);
   const child = spawn(
@@ -106,6 +117,7 @@ export async function startLoop(folder, prefix, { certificate, key }) {
       ...args,
       String(kLoopPort),
       windowsPath(`${folder}/files`),
+      addresses.length === 1 ? addresses[0] : "0.0.0.0",
     ],
     kQuiet,
   );
@@ -116,6 +128,8 @@ export async function startLoop(folder, prefix, { certificate, key }) {
     pid: findProcess(prefix, "tls_loop"),
     file: (name) => [name, []],
     upload: ["upload.bin", []],
+    uploadTo: (name) => [`in-${name}`, []],
+    takesForms: true,
     status: ["status", []],
     stop: () => child.kill("SIGKILL"),
   };
@@ -176,6 +190,8 @@ export async function startProgram(folder, asAdministrator) {
     pid: findProcess(program.prefix, "Harbinet"),
     file: (name) => [`download?path=${name}`, cookie],
     upload: ["upload?path=", cookie],
+    uploadTo: () => ["upload?path=up", cookie],
+    takesForms: true,
     list: (name) => [`api/list?path=${name}`, cookie],
     zip: ["api/zip", cookie],
     status: ["api/status", []],

@@ -3,7 +3,7 @@
 // checks and no time-outs, so it is for measurements only. Before it waits for the client, what it
 // has to say is on its way.
 //
-//   tls_loop CERTIFICATE KEY PORT FOLDER
+//   tls_loop CERTIFICATE KEY PORT FOLDER ADDRESS
 //
 //   GET /status   a small fixed reply
 //   GET /NAME     the file, in chunks of 256 KiB that leave in one send each
@@ -238,7 +238,7 @@ void StartThread(const Connection& connection) {
     CloseHandle(reinterpret_cast<HANDLE>(handle));
 }
 
-SOCKET Listen(unsigned short port) {
+SOCKET Listen(const char* at, unsigned short port) {
     const SOCKET listening = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     // Every send is a finished flight or chunk. Accepted sockets take the option over.
     const int at_once = 1;
@@ -246,6 +246,7 @@ SOCKET Listen(unsigned short port) {
                sizeof(at_once));
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    inet_pton(AF_INET, at, &address.sin_addr);
     address.sin_port = htons(port);
     if (bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
         listen(listening, SOMAXCONN) != 0) {
@@ -257,7 +258,7 @@ SOCKET Listen(unsigned short port) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 5) return 2;
+    if (argc != 6) return 2;
     WSADATA data;
     if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return 1;
     SSL_CTX* const context = SSL_CTX_new(TLS_server_method());
@@ -265,7 +266,7 @@ int main(int argc, char** argv) {
         SSL_CTX_use_PrivateKey_file(context, argv[2], SSL_FILETYPE_PEM) != 1) {
         return 1;
     }
-    const SOCKET listening = Listen(static_cast<unsigned short>(std::atoi(argv[3])));
+    const SOCKET listening = Listen(argv[5], static_cast<unsigned short>(std::atoi(argv[3])));
     if (listening == INVALID_SOCKET) return 1;
     const std::string folder = argv[4];
     while (true) {

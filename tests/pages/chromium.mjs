@@ -12,9 +12,10 @@ const CHROMIUM_FLAGS = [
   "--disable-sync",
 ];
 
-export function launchChromium() {
+export function launchChromium(options = {}) {
   return chromium.launch({
     executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
     args: CHROMIUM_FLAGS,
+    ...options,
   });
 }
