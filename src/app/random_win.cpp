@@ -2,6 +2,7 @@
 
 #include <bcrypt.h>
 
+#include "app/immortal.h"
 #include "app/random.h"
 
 namespace harbinet {
@@ -18,9 +19,6 @@ public:
 
 }  // namespace
 
-RandomSource& SystemRandom() {
-    static CngRandom source;
-    return source;
-}
+RandomSource& SystemRandom() { return Immortal<CngRandom>(); }
 
 }  // namespace harbinet

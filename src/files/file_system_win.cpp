@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "app/immortal.h"
 #include "app/unique_handle_win.h"
 #include "files/file_system.h"
 #include "files/names.h"
@@ -155,9 +156,6 @@ public:
 
 }  // namespace
 
-FileSystem& SystemFiles() {
-    static WindowsFileSystem files;
-    return files;
-}
+FileSystem& SystemFiles() { return Immortal<WindowsFileSystem>(); }
 
 }  // namespace harbinet

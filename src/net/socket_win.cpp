@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "app/immortal.h"
+
 namespace harbinet {
 namespace {
 
@@ -116,10 +118,7 @@ void SocketCalls::CancelWaiting(SOCKET socket) {
 
 int SocketCalls::Close(SOCKET socket) { return closesocket(socket); }
 
-SocketCalls& SystemSocketCalls() {
-    static SocketCalls calls;
-    return calls;
-}
+SocketCalls& SystemSocketCalls() { return Immortal<SocketCalls>(); }
 
 Socket::~Socket() {
     if (handle_ != INVALID_SOCKET) calls_.Close(handle_);

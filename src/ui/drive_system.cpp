@@ -3,6 +3,7 @@
 #include <shlobj.h>
 
 #include "app/administrator_win.h"
+#include "app/immortal.h"
 #include "ui/drive_mapping.h"
 
 namespace harbinet {
@@ -47,9 +48,6 @@ private:
 
 }  // namespace
 
-DriveSystem& SystemDrives() {
-    static WindowsDrives drives;
-    return drives;
-}
+DriveSystem& SystemDrives() { return Immortal<WindowsDrives>(); }
 
 }  // namespace harbinet
