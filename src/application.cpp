@@ -56,6 +56,21 @@ void ShowAlreadyRunning() {
                 L"HTTPS Harbinet", MB_ICONINFORMATION, 0, kTimeoutMilliseconds);
 }
 
+// Owned until the process ends: a second copy stays refused for the whole life of the first.
+struct SingleInstance {
+    HANDLE mutex;
+    bool is_first;
+};
+
+SingleInstance EnterSingleInstance() {
+    SetLastError(ERROR_SUCCESS);
+    const HANDLE mutex = CreateMutexW(nullptr, TRUE, L"Global\\HTTPSHarbinet_SingleInstance");
+    const DWORD error = GetLastError();
+    // A copy that runs elevated, or as another user, has a mutex that this one may not open.
+    const bool is_closed_to_us = !mutex && error == ERROR_ACCESS_DENIED;
+    return {mutex, error != ERROR_ALREADY_EXISTS && !is_closed_to_us};
+}
+
 // `format` holds one %lu for the error code.
 void ShowStartFailure(const wchar_t* format, DWORD error) {
     wchar_t text[128];
@@ -243,15 +258,13 @@ void Application::Run(const wchar_t* command_line, int show_state) {
 
 int RunApplication(HINSTANCE instance, const wchar_t* command_line, int show_state) {
     AssertUiThread();
-    // Owned until the process ends: a second copy stays refused for the whole life of the first.
-    const HANDLE single_instance_mutex =
-        CreateMutexW(nullptr, TRUE, L"Global\\HTTPSHarbinet_SingleInstance");
-    if (GetLastError() == ERROR_ALREADY_EXISTS) {
+    const SingleInstance single_instance = EnterSingleInstance();
+    if (!single_instance.is_first) {
         ShowAlreadyRunning();
         return 0;
     }
     Application& application =
-        *std::make_unique<Application>(instance, single_instance_mutex).release();
+        *std::make_unique<Application>(instance, single_instance.mutex).release();
     application.Run(command_line, show_state);
     return 0;
 }

@@ -219,6 +219,46 @@ TEST(SecondInstanceTest, IsRefusedEvenAfterTheLogWindowWasClosed) {
     EXPECT_EQ(WaitForSingleObject(second.Get(), 10'000), WAIT_OBJECT_0);
 }
 
+// The mutex of a copy that runs elevated, or as another user: nobody else may open it.
+class ForeignMutex {
+public:
+    ForeignMutex() {
+        InitializeSecurityDescriptor(&descriptor_, SECURITY_DESCRIPTOR_REVISION);
+        InitializeAcl(&nobody_, sizeof nobody_, ACL_REVISION);
+        SetSecurityDescriptorDacl(&descriptor_, TRUE, &nobody_, FALSE);
+        SECURITY_ATTRIBUTES attributes{sizeof attributes, &descriptor_, FALSE};
+        mutex_.Reset(CreateMutexW(&attributes, TRUE, L"Global\\HTTPSHarbinet_SingleInstance"));
+    }
+    bool IsClosedToOthers() const {
+        const UniqueKernelHandle opened(
+            CreateMutexW(nullptr, TRUE, L"Global\\HTTPSHarbinet_SingleInstance"));
+        return mutex_ && !opened && GetLastError() == ERROR_ACCESS_DENIED;
+    }
+
+private:
+    SECURITY_DESCRIPTOR descriptor_ = {};
+    ACL nobody_ = {};
+    UniqueKernelHandle mutex_;
+};
+
+TEST(SecondInstanceTest, IsRefusedWhenTheFirstRunsUnderAnotherToken) {
+    const ForeignMutex mutex;
+    ASSERT_TRUE(mutex.IsClosedToOthers());
+    DWORD id = 0;
+    const UniqueKernelHandle second = StartProcess(L"", id);
+    const Dialog dialog(id, L"HTTPS Harbinet");
+    ASSERT_TRUE(dialog.IsThere());
+    EXPECT_EQ(dialog.Message(),
+              L"The application HTTP(S) Harbinet PRO is already running.\r\n\r\n"
+              L"Please close one of the applications.\r\n");
+    EXPECT_EQ(FindTopWindow(id, L"HTTPHarbinet_Main", nullptr), nullptr);
+    EXPECT_TRUE(dialog.Dismiss(IDOK));
+    ASSERT_EQ(WaitForSingleObject(second.Get(), 10'000), WAIT_OBJECT_0);
+    DWORD code = 99;
+    GetExitCodeProcess(second.Get(), &code);
+    EXPECT_EQ(code, 0U);
+}
+
 TEST(EndTest, ClosingEndsTheProcessWithCodeZeroAndLeavesNothing) {
     Program program;
     program.WaitUntilListening();
