@@ -121,8 +121,10 @@ void MainWindow::ChangeWebRoot(const std::wstring& path) {
 }
 
 void MainWindow::RefillAddresses() {
-    FillAddressBox(controls_.Get(kAddressBox), services_.addresses.Ipv4Choices(),
-                   AddressSelection::kKeep);
+    const HWND box = controls_.Get(kAddressBox);
+    FillAddressBox(box, services_.addresses.Ipv4Choices(), AddressSelection::kKeep);
+    // The chosen address may be gone. Nothing announces that the box has fallen back to "(auto)".
+    if (SelectedAddress(box) != services_.addresses.PreferredAddress()) ApplyAddress();
 }
 
 void MainWindow::ApplyAddress() {

@@ -233,5 +233,25 @@ TEST_F(AddressTest, ChoosingAnAddressLeavesTheServerAlone) {
     EXPECT_TRUE(program_->IsListening());
 }
 
+// An address that is in the list although no adapter has it (any more).
+class VanishedAddressTest : public AddressTest {
+protected:
+    void SetUp() override {}
+};
+
+TEST_F(VanishedAddressTest, GivesWayToTheAutomaticOneEverywhere) {
+    Run(true);
+    const std::wstring automatic = program_->Url();
+    const LRESULT gone =
+        SendMessageW(Box(), CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(L"192.0.2.77"));
+    Select(gone);
+    ASSERT_EQ(program_->Url().substr(8, 10), L"192.0.2.77");
+    Notify(CBN_DROPDOWN);
+    EXPECT_EQ(SendMessageW(Box(), CB_GETCURSEL, 0, 0), 0);
+    EXPECT_EQ(program_->Url(), automatic);
+    EXPECT_EQ(Line(1),
+              L"IP:                      " + automatic.substr(8, automatic.rfind(L':') - 8));
+}
+
 }  // namespace
 }  // namespace harbinet::test
