@@ -54,6 +54,7 @@ MainWindow::MainWindow(DesktopServices& services, DriveMapping& drive, HINSTANCE
       services_(services),
       drive_(drive),
       instance_(instance),
+      taskbar_created_(RegisterWindowMessageW(L"TaskbarCreated")),
       log_window_(services.log, appearance_, instance, instance_mutex) {
     drive_.SetMountedCallback([this] { UpdateTrayTip(); });
 }
@@ -91,13 +92,17 @@ LRESULT MainWindow::OnMessage(UINT message, WPARAM wparam, LPARAM lparam) {
             return 0;
         case WM_APP_TRAYICON:
             return OnTrayIcon(LOWORD(lparam));
+        case WM_TIMER:
+            return OnTimer(wparam, lparam);
         default:
-            return DefaultResult(message, wparam, lparam);
+            return OnOther(message, wparam, lparam);
     }
 }
 
 LRESULT MainWindow::OnCreate() {
     appearance_ = MakeAppearance();
+    // An elevated window would not hear Explorer, which has fewer rights.
+    ChangeWindowMessageFilterEx(Handle(), taskbar_created_, MSGFLT_ALLOW, nullptr);
     controls_.Create(Handle(), instance_);
     FillAddressBox(controls_.Get(kAddressBox), services_.addresses.Ipv4Choices(),
                    AddressSelection::kAutomatic);
@@ -157,6 +162,17 @@ LRESULT MainWindow::OnTrayIcon(UINT mouse_message) {
             break;
     }
     return 0;
+}
+
+LRESULT MainWindow::OnTimer(WPARAM timer, LPARAM lparam) {
+    if (timer != kTrayTimer) return DefaultResult(WM_TIMER, timer, lparam);
+    tray_icon_.TryAgain();
+    return 0;
+}
+
+LRESULT MainWindow::OnOther(UINT message, WPARAM wparam, LPARAM lparam) {
+    if (message == taskbar_created_ && message != WM_NULL) tray_icon_.AddAgain();
+    return DefaultResult(message, wparam, lparam);
 }
 
 void MainWindow::Layout() const {

@@ -55,6 +55,8 @@ private:
     LRESULT OnDestroy();
     LRESULT OnControlColour(HDC dc) const;
     LRESULT OnTrayIcon(UINT mouse_message);
+    LRESULT OnTimer(WPARAM timer, LPARAM lparam);
+    LRESULT OnOther(UINT message, WPARAM wparam, LPARAM lparam);
 
     // The commands of buttons, fields and the tray menu.
     void ToggleServer();
@@ -84,6 +86,8 @@ private:
     DesktopServices& services_;
     DriveMapping& drive_;
     const HINSTANCE instance_;
+    // What Explorer tells all windows after it has made its taskbar; 0 when it cannot be known.
+    const UINT taskbar_created_;
     Appearance appearance_;
     MainControls controls_;
     TrayIcon tray_icon_;

@@ -124,6 +124,44 @@ TEST_F(TrayTest, WithoutAnIconNoneIsDeleted) {
     EXPECT_TRUE(tray_.Calls().empty());
 }
 
+// What Explorer does when it has started (again).
+void AnnounceTaskbar() {
+    PostMessageW(HWND_BROADCAST, RegisterWindowMessageW(L"TaskbarCreated"), 0, 0);
+}
+
+TEST_F(TrayTest, ANewTaskbarGetsTheIconWithItsTip) {
+    Minimise();
+    tray_.Forget();
+    AnnounceTaskbar();
+    ASSERT_TRUE(WaitUntil([&] { return tray_.Calls(NIM_ADD).size() == 1; }));
+    const TrayCall added = tray_.Calls(NIM_ADD).front();
+    EXPECT_EQ(added.owner, program_->Window());
+    EXPECT_EQ(added.id, 1U);
+    EXPECT_EQ(added.flags, UINT{NIF_MESSAGE | NIF_ICON | NIF_TIP});
+    EXPECT_EQ(added.callback_message, kTrayCallback);
+    EXPECT_EQ(added.tip, ExpectedTip(AddressWithoutSlash()).substr(0, 127));
+}
+
+TEST_F(TrayTest, ANewTaskbarGetsNoIconFromAProgramThatHasNone) {
+    AnnounceTaskbar();
+    // Delivered after the announcement, because it was posted later.
+    PostMessageW(program_->Window(), WM_COMMAND, 1002, 0);
+    ASSERT_TRUE(WaitUntil([&] { return IsShown(program_->Control(1201)); }));
+    EXPECT_TRUE(tray_.Calls().empty());
+}
+
+TEST_F(TrayTest, AnIconThatWasRefusedAtTheStartComesLater) {
+    program_.reset();
+    tray_.Forget();
+    tray_.Refuse(true);
+    program_ = std::make_unique<Program>(L"--autostart");
+    ASSERT_TRUE(WaitUntil([&] { return tray_.Calls(NIM_ADD).size() >= 2; }));
+    tray_.Refuse(false);
+    tray_.Forget();
+    EXPECT_TRUE(WaitUntil([&] { return tray_.Calls(NIM_ADD).size() == 1; }));
+    EXPECT_EQ(tray_.Tip(), ExpectedTip(AddressWithoutSlash()).substr(0, 127));
+}
+
 TEST_F(TrayTest, ADoubleClickRestoresTheWindow) {
     Minimise();
     Mouse(WM_LBUTTONDBLCLK);

@@ -56,7 +56,7 @@ LRESULT CALLBACK TrayWatcher::Procedure(HWND window, UINT message, WPARAM wparam
     switch (message) {
         case WM_COPYDATA:
             if (self) self->Record(*reinterpret_cast<const COPYDATASTRUCT*>(lparam));
-            return TRUE;
+            return self && self->refuses_ ? FALSE : TRUE;
         case WM_DESTROY:
             PostQuitMessage(0);
             return 0;

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
@@ -33,6 +34,8 @@ public:
     // The text the icon shows now: that of the last call that set one.
     std::wstring Tip() const;
     void Forget();
+    // Writes calls down all the same, and answers that they failed.
+    void Refuse(bool refuse) { refuses_ = refuse; }
 
 private:
     static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
@@ -40,6 +43,7 @@ private:
     void Record(const COPYDATASTRUCT& data);
 
     Guarded<std::vector<TrayCall>> calls_;
+    std::atomic<bool> refuses_{false};
     HWND window_ = nullptr;
     std::thread thread_;
 };
