@@ -19,6 +19,23 @@ using UniqueMemoryDc = UniqueHandle<NullableTraits<HDC, DeleteDC>>;
 using UniqueIcon = UniqueHandle<NullableTraits<HICON, DestroyIcon>>;
 using UniqueMenu = UniqueHandle<NullableTraits<HMENU, DestroyMenu>>;
 
+// A window's device context; given back to the system, not deleted.
+class WindowDc {
+public:
+    explicit WindowDc(HWND window) : window_(window), dc_(GetDC(window)) {}
+    ~WindowDc() {
+        if (dc_) ReleaseDC(window_, dc_);
+    }
+    WindowDc(const WindowDc&) = delete;
+    WindowDc& operator=(const WindowDc&) = delete;
+
+    HDC Get() const { return dc_; }
+
+private:
+    const HWND window_;
+    const HDC dc_;
+};
+
 // Selects an object into a device context and puts the previous one back: a selected object cannot
 // be deleted, so this must go before the object's owner does.
 class Selection {

@@ -1,7 +1,11 @@
 #include "ui/log_window.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <string>
+#include <utility>
+
+#include "ui/gdi.h"
+#include "ui/last_page.h"
 
 #include "app/ui_thread.h"
 #include "ui/texts.h"
@@ -15,9 +19,9 @@ constexpr int kTextBox = 2002;
 constexpr LPARAM kScrollToEnd = 999'999;
 
 constexpr UINT_PTR kFillTimer = 1;
-// A fill lays out every kept line anew. This pause keeps the windows answering while many threads
-// log.
-constexpr ULONGLONG kPauseBetweenFills = 200;  // milliseconds
+
+// After so many fills with another line coming during each of them, lines come without a pause.
+constexpr int kFillsOfAFlood = 3;
 
 }  // namespace
 
@@ -36,7 +40,7 @@ void LogWindow::Open() {
         const WindowPlan plan{kClassName, title.c_str(), WS_OVERLAPPEDWINDOW, 820, 430};
         if (!CreateHandle(instance_, plan)) return;
     }
-    ShowWindow(Handle(), SW_SHOW);
+    ShowWindow(Handle(), IsIconic(Handle()) ? SW_RESTORE : SW_SHOW);
     SetForegroundWindow(Handle());
 }
 
@@ -64,7 +68,7 @@ LRESULT LogWindow::OnMessage(UINT message, WPARAM wparam, LPARAM lparam) {
 
 // Any thread. One message stands for every line logged until it is handled.
 void LogWindow::OnLogUpdated() {
-    if (!update_posted_.exchange(true)) PostMessageW(Handle(), WM_APP_LOG_UPDATED, 0, 0);
+    update_.Raise([this] { return PostMessageW(Handle(), WM_APP_LOG_UPDATED, 0, 0) != FALSE; });
 }
 
 LRESULT LogWindow::OnCreate() {
@@ -72,6 +76,7 @@ LRESULT LogWindow::OnCreate() {
         CreateControl(L"BUTTON", L"Clear Logs", BS_PUSHBUTTON, 0, kClearButton, {10, 10, 110, 28});
     text_box_ = CreateControl(L"EDIT", L"", ES_MULTILINE | ES_READONLY | WS_VSCROLL,
                               WS_EX_CLIENTEDGE, kTextBox, {10, 48, 780, 320});
+    update_.Clear();
     Log().SetObserver(this);
     Fill();
     return 0;
@@ -91,22 +96,21 @@ HWND LogWindow::CreateControl(const wchar_t* class_name, const wchar_t* text, DW
 }
 
 LRESULT LogWindow::OnUpdated() {
-    if (timer_runs_) return 0;
-    const ULONGLONG now = GetTickCount64();
-    if (now >= next_fill_) {
-        Fill();
-    } else {
-        // Timers yield to input and painting, posted messages do not.
-        timer_runs_ =
-            SetTimer(Handle(), kFillTimer, static_cast<UINT>(next_fill_ - now), nullptr) != 0;
-        if (!timer_runs_) Fill();
-    }
+    // Posted messages are delivered before input and painting, timers after them. While lines come
+    // without a pause, a timer takes over from the notices and leaves the user half of the time.
+    const bool is_flooded = fills_in_a_row_ >= kFillsOfAFlood && FillLater();
+    // Cleared before the lines are read: a line logged from here on posts again.
+    if (!is_flooded) update_.Clear();
+    Fill();
+    fills_in_a_row_ = !is_flooded && update_.IsPending() ? fills_in_a_row_ + 1 : 0;
     return 0;
 }
 
 LRESULT LogWindow::OnTimer() {
     KillTimer(Handle(), kFillTimer);
-    timer_runs_ = false;
+    if (Fill() && FillLater()) return 0;
+    // No new line, or no timer: from here on the notices count again.
+    update_.Clear();
     Fill();
     return 0;
 }
@@ -134,23 +138,56 @@ LRESULT LogWindow::OnDestroy() {
     return 0;
 }
 
-void LogWindow::Fill() {
-    if (!text_box_) return;
-    // Cleared before the lines are read: a line logged from here on posts again.
-    update_posted_ = false;
+// The notices rest until then. False when there is no timer to be had.
+bool LogWindow::FillLater() {
+    const UINT pause = std::max(fill_milliseconds_, UINT{USER_TIMER_MINIMUM});
+    return SetTimer(Handle(), kFillTimer, pause, nullptr) != 0;
+}
+
+// True when the lines are others than before.
+bool LogWindow::Fill() {
+    if (!text_box_) return false;
+    const ULONGLONG start = GetTickCount64();
     std::wstring text;
     for (const std::wstring& line : Log().Snapshot()) {
         text += line;
         text += L"\r\n";
     }
     SetWindowTextW(text_box_, text.c_str());
+    ScrollToNewestLine();
+    // At once: while lines come without a pause, painting has no turn of its own.
+    UpdateWindow(text_box_);
+    fill_milliseconds_ = static_cast<UINT>(GetTickCount64() - start);
+    const bool is_new = text != shown_;
+    shown_ = std::move(text);
+    return is_new;
+}
+
+void LogWindow::ScrollToNewestLine() const {
     SendMessageW(text_box_, EM_LINESCROLL, 0, kScrollToEnd);
-    next_fill_ = GetTickCount64() + kPauseBetweenFills;
+    const auto first = static_cast<int>(SendMessageW(text_box_, EM_GETFIRSTVISIBLELINE, 0, 0));
+    const auto count = static_cast<int>(SendMessageW(text_box_, EM_GETLINECOUNT, 0, 0));
+    const int beyond = LinesBeyondLastPage(first, VisibleLines(), count);
+    if (beyond > 0) SendMessageW(text_box_, EM_LINESCROLL, 0, -static_cast<LPARAM>(beyond));
+}
+
+// Whole lines that fit into the text box.
+int LogWindow::VisibleLines() const {
+    RECT text_area = {};
+    SendMessageW(text_box_, EM_GETRECT, 0, reinterpret_cast<LPARAM>(&text_area));
+    const WindowDc dc(text_box_);
+    const Selection with_font(dc.Get(),
+                              reinterpret_cast<HFONT>(SendMessageW(text_box_, WM_GETFONT, 0, 0)));
+    TEXTMETRICW metrics = {};
+    if (!GetTextMetricsW(dc.Get(), &metrics) || metrics.tmHeight <= 0) return 1;
+    return (text_area.bottom - text_area.top) / metrics.tmHeight;
 }
 
 void LogWindow::Clear() {
     Log().Clear();
     Fill();
+    // Whatever is pending, this line does not wait for it.
+    update_.Clear();
     Log().Log(L"LOG     cleared");
 }
 

@@ -4,9 +4,10 @@
 
 #include <windows.h>
 
-#include <atomic>
+#include <string>
 
 #include "ui/appearance.h"
+#include "ui/pending_notice.h"
 #include "ui/window.h"
 
 namespace harbinet {
@@ -21,7 +22,7 @@ public:
               HANDLE instance_mutex);
     ~LogWindow() override;
 
-    // Creates the window when there is none, shows it and brings it to the front.
+    // Creates the window when there is none, shows it, not minimised, and brings it to the front.
     void Open();
 
 private:
@@ -37,7 +38,10 @@ private:
 
     HWND CreateControl(const wchar_t* class_name, const wchar_t* text, DWORD style,
                        DWORD extended_style, int id, const RECT& place);
-    void Fill();
+    bool Fill();
+    bool FillLater();
+    void ScrollToNewestLine() const;
+    int VisibleLines() const;
     void Clear();
 
     const Appearance& appearance_;
@@ -45,9 +49,10 @@ private:
     const HANDLE instance_mutex_;
     HWND clear_button_ = nullptr;
     HWND text_box_ = nullptr;
-    bool timer_runs_ = false;
-    ULONGLONG next_fill_ = 0;  // tick count, milliseconds
-    std::atomic<bool> update_posted_{false};
+    PendingNotice update_;
+    std::wstring shown_;
+    UINT fill_milliseconds_ = 0;  // how long the last fill took
+    int fills_in_a_row_ = 0;      // the last ones during which another line came
 };
 
 }  // namespace harbinet

@@ -69,6 +69,22 @@ TEST_F(LogWindowTest, ClosingHidesItAndLogsShowsTheSameOneAgain) {
     EXPECT_TRUE(IsShown(log_));
 }
 
+TEST_F(LogWindowTest, LogsRestoresItWhenItIsMinimised) {
+    SendMessageW(log_, WM_SYSCOMMAND, SC_MINIMIZE, 0);
+    ASSERT_TRUE(IsIconic(log_));
+    program_->Command(1003);
+    EXPECT_FALSE(IsIconic(log_));
+    EXPECT_TRUE(IsShown(log_));
+}
+
+TEST_F(LogWindowTest, LogsRestoresItWhenItWasClosedWhileMinimised) {
+    SendMessageW(log_, WM_SYSCOMMAND, SC_MINIMIZE, 0);
+    SendMessageW(log_, WM_CLOSE, 0, 0);
+    program_->Command(1003);
+    EXPECT_FALSE(IsIconic(log_));
+    EXPECT_TRUE(IsShown(log_));
+}
+
 TEST_F(LogWindowTest, LinesArriveWhileItIsHidden) {
     SendMessageW(log_, WM_CLOSE, 0, 0);
     program_->Command(kServerButton);
