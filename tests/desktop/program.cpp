@@ -51,6 +51,22 @@ BOOL CALLBACK Matches(HWND window, LPARAM parameter) {
 void SetProgramPath(std::wstring path) { PathStore() = std::move(path); }
 const std::wstring& ProgramPath() { return PathStore(); }
 
+namespace {
+bool& RealDesktop() {
+    static bool real = false;
+    return real;
+}
+}  // namespace
+
+bool OnRealDesktop() { return RealDesktop(); }
+void SetOnRealDesktop(bool real) { RealDesktop() = real; }
+
+std::wstring ScratchFolder() {
+    wchar_t folder[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, folder);
+    return std::wstring(folder) + L"harbinet-desktop-tests";
+}
+
 bool IsElevated() { return IsAdmin(); }
 
 bool WaitUntil(const std::function<bool()>& condition, int milliseconds) {

@@ -24,6 +24,19 @@ inline constexpr int kLogText = 2002;
 void SetProgramPath(std::wstring path);
 const std::wstring& ProgramPath();
 
+// True on a computer that somebody works at: tests that would change more than the program's own
+// settings, or that need what such a desktop does not give, skip themselves with their reason.
+// Set once, before the tests run.
+bool OnRealDesktop();
+void SetOnRealDesktop(bool real);
+
+// At the beginning of a test.
+#define HARBINET_SKIP_ON_REAL_DESKTOP(reason) \
+    if (OnRealDesktop()) GTEST_SKIP() << (reason)
+
+// A folder for what tests publish; removed after the last one.
+std::wstring ScratchFolder();
+
 // True when this process, and so the program it starts, has administrator rights.
 bool IsElevated();
 

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "app/unique_handle_win.h"
+#include "program.h"
 
 namespace harbinet::test {
 namespace {
@@ -25,6 +26,7 @@ struct Packet {
 }  // namespace
 
 TrayWatcher::TrayWatcher() {
+    if (OnRealDesktop()) return;
     const UniqueKernelHandle ready(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     thread_ = std::thread([this, event = ready.Get()] { Run(event); });
     WaitForSingleObject(ready.Get(), INFINITE);
@@ -33,6 +35,7 @@ TrayWatcher::TrayWatcher() {
 }
 
 TrayWatcher::~TrayWatcher() {
+    if (!Watches()) return;
     PostMessageW(window_, WM_CLOSE, 0, 0);
     thread_.join();
 }

@@ -29,6 +29,8 @@ public:
     TrayWatcher(const TrayWatcher&) = delete;
     TrayWatcher& operator=(const TrayWatcher&) = delete;
 
+    // False on a real desktop: its notification area belongs to the user's programs.
+    bool Watches() const { return window_ != nullptr; }
     std::vector<TrayCall> Calls() const;
     std::vector<TrayCall> Calls(DWORD action) const;
     // The text the icon shows now: that of the last call that set one.
