@@ -12,9 +12,15 @@ const CHROMIUM_FLAGS = [
   "--disable-sync",
 ];
 
+// Windows comes with Edge.
+const INSTALLED =
+  process.platform === "win32"
+    ? { channel: process.env.BROWSER_CHANNEL ?? "msedge" }
+    : { executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium" };
+
 export function launchChromium(options = {}) {
   return chromium.launch({
-    executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
+    ...INSTALLED,
     args: CHROMIUM_FLAGS,
     ...options,
   });

@@ -1,17 +1,9 @@
-// Runs the real Harbinet.exe under Wine for a test: in a fresh prefix, as a user who is no administrator unless asked
-// otherwise, and with hands on its windows. Needs DISPLAY; see scripts/with-display.
+// Runs the real Harbinet.exe for a test: with settings and files of its own, as a user who is no administrator unless asked
+// otherwise, and with hands on its windows. Under Wine it needs DISPLAY; see scripts/with-display.
 
 import { spawn } from "node:child_process";
 import { once } from "node:events";
-import {
-  closeSync,
-  existsSync,
-  openSync,
-  readFileSync,
-  appendFileSync,
-  mkdirSync,
-  rmSync,
-} from "node:fs";
+import { closeSync, existsSync, openSync, readFileSync, rmSync } from "node:fs";
 import https from "node:https";
 import path from "node:path";
 import { createInterface } from "node:readline";
@@ -22,9 +14,8 @@ import { describeState } from "./diagnosis.mjs";
 import { processOf } from "./processes.mjs";
 
 export const root = fileURLToPath(new URL("../../", import.meta.url));
-const release = path.join(root, "build/release");
+const release = path.join(root, process.env.HARBINET_BUILD ?? "build/release");
 const prefixes = path.join(root, "build/prefixes");
-const scripts = path.join(root, "scripts");
 
 const kSettingsKey = "Software\\Harbinet PRO";
 const kStartSeconds = 40;
@@ -50,88 +41,23 @@ export const ids = {
   statusText: 1201,
 };
 
-/** A path of this machine as the program under Wine sees it. */
-export function windowsPath(folder) {
-  return `Z:${folder.replaceAll("/", "\\")}`;
-}
-
-/** A path of the program as this machine sees it. */
-export function hostPath(windows, prefix) {
-  const rest = windows.slice(2).replaceAll("\\", "/");
-  return /^z:/i.test(windows) ? rest : path.join(prefix, "drive_c", rest);
-}
+// The two ways to run it have the same operations.
+const system =
+  process.platform === "win32" ? await import("./windows.mjs") : await import("./wine.mjs");
+export const { windowsPath, hostPath } = system;
 
 /** A line of the event log without its time stamp and the two blanks after it. */
 export function messageOf(line) {
   return line.replace(/^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} {2}/, "");
 }
 
-async function run(program, args, options = {}) {
-  const child = spawn(program, args, { stdio: "ignore", ...options });
-  const [code] = await once(child, "exit");
-  return code;
-}
-
-// The form of Wine's own registry files: characters beyond ASCII are written as \x and four hex digits.
-function registryText(text) {
-  let result = "";
-  for (let index = 0; index < text.length; index += 1) {
-    const unit = text.charCodeAt(index);
-    if (unit === 0x5c || unit === 0x22) result += `\\${text[index]}`;
-    else if (unit >= 0x20 && unit < 0x7f) result += text[index];
-    else result += `\\x${unit.toString(16).padStart(4, "0")}`;
-  }
-  return `"${result}"`;
-}
-
-function registryValue(value) {
-  return typeof value === "number"
-    ? `dword:${value.toString(16).padStart(8, "0")}`
-    : registryText(value);
-}
-
-// Only while nothing runs in the prefix: the registry is read when the first program starts.
-function writeRegistry(prefix, key, values) {
-  const lines = Object.entries(values).map(
-    ([name, value]) => `${registryText(name)}=${registryValue(value)}`,
-  );
-  appendFileSync(
-    path.join(prefix, "user.reg"),
-    `\n[${key.replaceAll("\\", "\\\\")}] 1\n${lines.join("\n")}\n`,
-  );
-}
-
-// Waits until no other test uses the program's ports; throws when something else does. The result gives them back.
-async function takePorts() {
-  const holder = spawn(
-    path.join(scripts, "with-ports"),
-    ["sh", "-c", "echo held; exec cat >/dev/null"],
-    { stdio: ["pipe", "pipe", "pipe"] },
-  );
-  let complaint = "";
-  holder.stderr.on("data", (data) => (complaint += data));
-  const ended = once(holder, "close");
-  const isHeld = await Promise.race([
-    once(holder.stdout, "data").then(() => true),
-    ended.then(() => false),
-  ]);
-  if (!isHeld) throw new Error(complaint.trim());
-  return async () => {
-    holder.stdin.end();
-    await ended;
-  };
-}
-
 /** Talks to window_probe.exe, which looks at the program's windows. Answers come one after the other. */
 class Probe {
   constructor(prefix) {
-    this.child = spawn(
-      path.join(scripts, "wine"),
-      [prefix, path.join(release, "window_probe.exe"), "serve"],
-      {
-        stdio: ["pipe", "pipe", "ignore"],
-      },
-    );
+    const probe = path.join(release, "window_probe.exe");
+    this.child = spawn(...system.commandLine(prefix, probe, "serve"), {
+      stdio: ["pipe", "pipe", "ignore"],
+    });
     this.child.stdin.on("error", () => {});
     this.lines = createInterface({ input: this.child.stdout, crlfDelay: Infinity })[
       Symbol.asyncIterator
@@ -175,8 +101,7 @@ async function startProbe(prefix) {
       await probe.ask("check-desktop");
       return probe;
     } catch (error) {
-      await run(path.join(scripts, "wine"), [prefix, "--kill"]);
-      await run(path.join(scripts, "wine"), [prefix, "--wait"]);
+      await system.endAll(prefix);
       if (attempt === 3) throw error;
     }
   }
@@ -193,8 +118,7 @@ export class Harbinet {
 
   /** The folder with server.crt, server.key and server.ip, on this machine. */
   get dataFolder() {
-    const user = process.env.USER ?? process.env.LOGNAME ?? "root";
-    return path.join(this.prefix, "drive_c/users", user, "AppData/Local/Harbinet");
+    return system.dataFolder(this.prefix);
   }
 
   /** The text of a main window control. */
@@ -285,11 +209,10 @@ export class Harbinet {
 
   /** Ends everything in the prefix at once and removes it, however the program is. */
   async cleanUp() {
-    await run(path.join(scripts, "wine"), [this.prefix, "--kill"]);
-    await run(path.join(scripts, "wine"), [this.prefix, "--wait"]);
+    await system.endAll(this.prefix);
     await this.probe?.end().catch(() => {});
     this.output = existsSync(`${this.prefix}.log`) ? this.errorOutput() : "";
-    rmSync(this.prefix, { recursive: true, force: true });
+    system.removePrefix(this.prefix);
     rmSync(`${this.prefix}.log`, { force: true });
     await this.releasePorts?.();
     this.releasePorts = undefined;
@@ -350,20 +273,16 @@ export async function startHarbinet({
   prepare,
   waitFor = "server",
 } = {}) {
-  if (!process.env.DISPLAY)
-    throw new Error("no DISPLAY: run the tests through ./test or scripts/with-display");
-  mkdirSync(prefixes, { recursive: true });
   started += 1;
   const prefix = path.join(prefixes, `program-${process.pid}-${started}`);
   const harbinet = new Harbinet(prefix, admin);
   try {
-    harbinet.releasePorts = await takePorts();
-    if ((await run(path.join(scripts, "new-prefix"), [prefix])) !== 0)
-      throw new Error("no Wine prefix could be made");
+    harbinet.releasePorts = await system.takePorts();
+    await system.newPrefix(prefix);
     const settings = { ...registry };
     if (webRoot !== undefined) settings.WebRootPath = windowsPath(webRoot);
     if (masterPin !== undefined) settings.MasterPin6 = masterPin;
-    if (Object.keys(settings).length > 0) writeRegistry(prefix, kSettingsKey, settings);
+    if (Object.keys(settings).length > 0) system.writeRegistry(prefix, kSettingsKey, settings);
     await prepare?.(harbinet);
 
     harbinet.probe = await startProbe(prefix);
@@ -372,8 +291,7 @@ export async function startHarbinet({
     const output = openSync(`${prefix}.log`, "w");
     const launcher = admin ? [] : [path.join(release, "start_limited.exe")];
     const program = spawn(
-      path.join(scripts, "wine"),
-      [prefix, ...launcher, path.join(release, "Harbinet.exe"), ...args],
+      ...system.commandLine(prefix, ...launcher, path.join(release, "Harbinet.exe"), ...args),
       { env: { ...process.env, ...env }, stdio: ["ignore", output, output] },
     );
     closeSync(output);
