@@ -17,6 +17,14 @@ macro(read_text file variable)
   string(REPLACE "\r" "" ${variable} "${${variable}}")
 endmacro()
 
+# What a reader of the sources wants, a browser does not need: indentation, blank lines and comments that stand on
+# lines of their own. A comment's end stands at the end of a line.
+macro(strip_text variable)
+  string(REGEX REPLACE "\n *//[^\n]*" "" ${variable} "${${variable}}")
+  string(REGEX REPLACE "\n */\\*[^*]*\\*/" "" ${variable} "${${variable}}")
+  string(REGEX REPLACE "\n[ \n]+" "\n" ${variable} "${${variable}}")
+endmacro()
+
 # Appends the script `name` to module_text in the caller, after the scripts that it imports. Each script comes once:
 # all share one module scope, where imports and exports have no place.
 function(append_module name)
@@ -33,6 +41,7 @@ function(append_module name)
   endforeach()
   string(REGEX REPLACE "\nimport [^;]*;" "" text "${text}")
   string(REPLACE "\nexport " "\n" text "${text}")
+  strip_text(text)
   string(APPEND module_text "${text}")
   set(modules_seen "${modules_seen}" PARENT_SCOPE)
   set(module_text "${module_text}" PARENT_SCOPE)
@@ -53,7 +62,9 @@ set(styles "")
 foreach(line IN LISTS links)
   string(REGEX REPLACE ".*href=\"([a-z_.]+)\".*" "\\1" name "${line}")
   read_text(${page_dir}/${name} text)
-  string(APPEND styles "\n${text}")
+  set(text "\n${text}")
+  strip_text(text)
+  string(APPEND styles "${text}")
   string(REPLACE "    ${line}\n" "" document "${document}")
 endforeach()
 string(REPLACE "</head>" "  <style>${styles}</style>\n  </head>" document "${document}")

@@ -8,11 +8,14 @@ export function isSuccess(status) {
 }
 
 // For requests whose progress shows. The promise is kept with the finished request whatever its
-// status, and rejected only when no answer came.
+// status, and rejected only when no answer came: an upload has ended without one as well when a
+// browser took its connection away while the phone slept.
 export function sendRequest(request, body) {
   return new Promise((resolve, reject) => {
     request.addEventListener("load", () => resolve(request));
-    request.addEventListener("error", () => reject(new Error("Network error")));
+    for (const type of ["error", "abort", "timeout"]) {
+      request.addEventListener(type, () => reject(new Error("Network error")));
+    }
     request.send(body);
   });
 }

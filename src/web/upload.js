@@ -1,5 +1,6 @@
 // Sends files as one multipart form and shows how far it is.
 
+import { abortWhenSilent } from "./patience.js";
 import { sendRequest, showProgress } from "./request.js";
 import { megabytes, totalSize } from "./size_text.js";
 import { showTransfer } from "./transfer_dialog.js";
@@ -18,5 +19,6 @@ export function sendFiles(address, files, title) {
   const request = new XMLHttpRequest();
   request.open("POST", address);
   showProgress(request.upload, "Uploading", "sent");
+  abortWhenSilent(request);
   return sendRequest(request, formOf(files));
 }
