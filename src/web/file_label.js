@@ -17,7 +17,7 @@ const fileLabel = document.getElementById("fileLabel");
 
 function updateFileLabel() {
   const text = labelText(fileInput.files);
-  fileLabel.textContent = text;
+  fileLabel.firstElementChild.textContent = text;
   fileLabel.title = text;
 }
 

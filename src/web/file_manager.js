@@ -4,16 +4,19 @@ import { callApi, openLoginPage, postJson } from "./api.js";
 import { downloadAll, downloadOne, downloadZip } from "./download.js";
 import { installDropZone } from "./drop_zone.js";
 import { clearPickedFiles, installFilePicker, pickedFiles } from "./file_label.js";
+import { focusFirstRow } from "./focus_mark.js";
 import {
   copyTemplate,
   createListing,
   fillCheckBox,
   fillRow,
   installRowActions,
+  listingHasCome,
 } from "./listing.js";
+import { fetchInTime } from "./patience.js";
 import { isSuccess, parseJson } from "./request.js";
 import { shareItem } from "./share.js";
-import { sizeText } from "./size_text.js";
+import { keepStill } from "./still_rows.js";
 import { finishTransfer, installTransferDialog, updateTransfer } from "./transfer_dialog.js";
 import { sendFiles } from "./upload.js";
 
@@ -30,25 +33,26 @@ let currentItems = [];
 let shownPath = "";
 let refreshesStarted = 0;
 let refreshShown = 0;
+// True from a click that leads into another folder until that folder is shown.
+let isEntering = false;
+
+const whenStill = keepStill(rows);
 
 function pathOf(name) {
   return shownPath === "" ? name : `${shownPath}/${name}`;
 }
 
-function fileBoxes() {
-  return Array.from(rows.querySelectorAll(".itemSel"));
+function selectedNames() {
+  return Array.from(rows.querySelectorAll(".itemSel:checked"), (box) => box.dataset.name);
 }
 
-function selectedNames() {
-  return fileBoxes()
-    .filter((box) => box.checked)
-    .map((box) => box.dataset.name);
+function isEveryFileSelected() {
+  return rows.querySelector(".itemSel") !== null && !rows.querySelector(".itemSel:not(:checked)");
 }
 
 function fileRow(item) {
   const row = fillRow(copyTemplate("fileRow"), item.name);
   fillCheckBox(row, item.name);
-  row.querySelector(".sizeCell").textContent = sizeText(item.size);
   return row;
 }
 
@@ -63,31 +67,54 @@ function rowOf(item) {
   }
 }
 
-const showRows = createListing(rows, rowOf);
+const listing = createListing(rows, rowOf, (isComplete) => {
+  selectAll.checked = isComplete && isEveryFileSelected();
+});
 
 function showItems() {
   const checkedNames = new Set(selectedNames());
   const upItems = shownPath === "" ? [] : [{ type: "up" }];
-  showRows([...upItems, ...currentItems], (name) => checkedNames.has(name));
-  const boxes = fileBoxes();
-  selectAll.checked = boxes.length > 0 && boxes.every((box) => box.checked);
+  listing.show([...upItems, ...currentItems], (name) => checkedNames.has(name));
+}
+
+// Each name is a text of its own, so that those written from right to left keep their places.
+function showPath(path) {
+  const line = document.getElementById("path");
+  if (line.textContent === `/${path}`) {
+    return;
+  }
+  line.textContent = "";
+  for (const name of path.split("/")) {
+    const part = document.createElement("bdi");
+    part.textContent = name;
+    line.append("/", part);
+  }
 }
 
 async function refresh() {
   refreshesStarted += 1;
   const order = refreshesStarted;
   const path = currentPath;
-  document.getElementById("path").textContent = `/${path}`;
+  showPath(path);
   selectAll.checked = false;
-  const answer = await callApi(`/api/list?path=${encodeURIComponent(path)}`);
-  // An answer can be overtaken: by a later one, or by a click that enters another folder.
-  if (answer === undefined || order < refreshShown || path !== currentPath) {
+  const answer = await callApi(`/api/list?path=${encodeURIComponent(path)}`, {}, fetchInTime);
+  if (answer === undefined) {
     return;
   }
-  refreshShown = order;
-  shownPath = path;
-  currentItems = answer.items ?? [];
-  showItems();
+  whenStill(() => {
+    // An answer can be overtaken: by a later one, or by a click that enters another folder.
+    if (order < refreshShown || path !== currentPath) {
+      return;
+    }
+    refreshShown = order;
+    shownPath = path;
+    currentItems = answer.items ?? [];
+    showItems();
+    if (isEntering) {
+      isEntering = false;
+      focusFirstRow(rows);
+    }
+  });
 }
 
 // A list, create, remove or delete call that fails shows nothing and leaves the listing alone; that
@@ -113,6 +140,7 @@ async function changeAndRefresh(address, members) {
 
 function goTo(path) {
   currentPath = path;
+  isEntering = true;
   refreshSilently();
 }
 
@@ -224,8 +252,10 @@ function installControls() {
   onClick("deleteSelectedBtn", silently(withSelection(deleteSelected)));
   onClick("mkdirBtn", silently(createFolder));
   selectAll.addEventListener("change", () => {
-    for (const box of fileBoxes()) {
-      box.checked = selectAll.checked;
+    const { checked } = selectAll;
+    listing.complete();
+    for (const box of [selectAll, ...rows.querySelectorAll(".itemSel")]) {
+      box.checked = checked;
     }
   });
   installRowActions(rows, {
@@ -244,7 +274,7 @@ installTransferDialog();
 installDropZone((files) => upload(files, "Upload (Drag & Drop)", () => {}));
 installFilePicker();
 installControls();
-refreshSilently();
+refreshSilently().then(listingHasCome);
 setInterval(() => {
   if (document.visibilityState === "visible") {
     refreshSilently();

@@ -10,9 +10,11 @@ import {
   fillCheckBox,
   fillRow,
   installRowActions,
+  listingHasCome,
 } from "./listing.js";
+import { fetchInTime } from "./patience.js";
 import { isSuccess, jsonPost, parseJson } from "./request.js";
-import { sizeText } from "./size_text.js";
+import { keepStill } from "./still_rows.js";
 import {
   finishTransfer,
   installTransferDialog,
@@ -35,8 +37,8 @@ const selection = new Set();
 let isRefreshing = false;
 let isUploading = false;
 
-async function callFolder(address, options) {
-  const response = await fetch(base + address, options);
+async function callFolder(address, options, ask = fetch) {
+  const response = await ask(base + address, options);
   if (!response.ok) {
     throw new Error((await response.text()) || `HTTP ${response.status}`);
   }
@@ -47,28 +49,24 @@ function downloadAddress(name) {
   return `${base}/download?name=${encodeURIComponent(name)}`;
 }
 
-function rowBoxes() {
-  return Array.from(rows.querySelectorAll("[data-filechk]"));
-}
-
 function showSelection() {
-  const boxes = rowBoxes();
-  const checked = boxes.filter((box) => box.checked).length;
+  const boxes = rows.rows.length;
+  const checked = rows.querySelectorAll("[data-filechk]:checked").length;
   document.getElementById("selInfo").textContent = `${selection.size} selected`;
   downloadSelectedButton.disabled = selection.size === 0;
   deleteSelectedButton.disabled = selection.size === 0;
-  checkAll.checked = checked > 0 && checked === boxes.length;
-  checkAll.indeterminate = checked > 0 && checked < boxes.length;
+  checkAll.checked = checked > 0 && checked === boxes;
+  checkAll.indeterminate = checked > 0 && checked < boxes;
 }
 
 function rowOf(item) {
   const row = fillRow(copyTemplate("fileRow"), item.name);
   fillCheckBox(row, item.name);
-  row.querySelector(".sizeCell").textContent = sizeText(item.size ?? 0);
   return row;
 }
 
-const showRows = createListing(rows, rowOf);
+const listing = createListing(rows, rowOf, showSelection);
+const whenStill = keepStill(rows);
 
 function showItems(items) {
   const names = new Set(items.map((item) => item.name));
@@ -77,8 +75,8 @@ function showItems(items) {
       selection.delete(name);
     }
   }
-  showRows(items, (name) => selection.has(name));
-  showSelection();
+  const sized = items.map((item) => ({ ...item, size: item.size ?? 0 }));
+  listing.show(sized, (name) => selection.has(name));
 }
 
 async function refresh() {
@@ -87,8 +85,8 @@ async function refresh() {
   }
   isRefreshing = true;
   try {
-    const answer = await callFolder("/api/list");
-    showItems(answer.items ?? []);
+    const answer = await callFolder("/api/list", {}, fetchInTime);
+    whenStill(() => showItems(answer.items ?? []));
   } catch {
     // The next refresh tries again.
   } finally {
@@ -105,10 +103,12 @@ function setSelected(name, isSelected) {
 }
 
 function selectAll() {
+  const { checked } = checkAll;
+  listing.complete();
   selection.clear();
-  for (const box of rowBoxes()) {
-    box.checked = checkAll.checked;
-    setSelected(box.dataset.name, checkAll.checked);
+  for (const box of rows.querySelectorAll("[data-filechk]")) {
+    box.checked = checked;
+    setSelected(box.dataset.name, checked);
   }
   showSelection();
 }
@@ -251,5 +251,5 @@ installTransferDialog();
 installDropZone(upload);
 installFilePicker();
 installControls();
-refresh();
+refresh().then(listingHasCome);
 setInterval(refresh, REFRESH_MS);

@@ -7,6 +7,10 @@ const dialog = document.getElementById("xferModal");
 const bar = document.getElementById("xferBar");
 const textLine = document.getElementById("xferText");
 const detailLine = document.getElementById("xferDetail");
+const closeButton = document.getElementById("xferClose");
+
+// Older browsers know nothing of dialogs. There the attribute alone shows and hides the element.
+const isModal = typeof dialog.showModal === "function";
 
 let autoHideTimer = null;
 let openerMark = null;
@@ -16,9 +20,33 @@ function cancelAutoHide() {
   autoHideTimer = null;
 }
 
+function handleClosed() {
+  cancelAutoHide();
+  // A button that is no longer seen can keep the focus for a moment.
+  if (dialog.contains(document.activeElement)) {
+    document.activeElement.blur();
+  }
+  focusAgain(openerMark);
+}
+
+function open() {
+  openerMark = focusMark();
+  if (isModal) {
+    dialog.showModal();
+  } else {
+    dialog.setAttribute("open", "");
+    closeButton.focus();
+  }
+}
+
 export function hideTransfer() {
   cancelAutoHide();
-  dialog.close();
+  if (isModal) {
+    dialog.close();
+  } else if (dialog.hasAttribute("open")) {
+    dialog.removeAttribute("open");
+    handleClosed();
+  }
 }
 
 export function updateTransfer(percentage, text, detail) {
@@ -37,9 +65,8 @@ export function showTransfer(title, text = "", detail = "") {
   cancelAutoHide();
   document.getElementById("xferTitle").textContent = title || "Transfer";
   updateTransfer(0, text, detail);
-  if (!dialog.open) {
-    openerMark = focusMark(document.activeElement);
-    dialog.showModal();
+  if (!dialog.hasAttribute("open")) {
+    open();
   }
 }
 
@@ -49,11 +76,31 @@ export function finishTransfer(text, detail, delay = 1200) {
   autoHideTimer = setTimeout(hideTransfer, delay);
 }
 
-export function installTransferDialog() {
-  document.getElementById("xferClose").addEventListener("click", hideTransfer);
-  // The Escape key closes the dialog without asking this script first.
-  dialog.addEventListener("close", () => {
-    cancelAutoHide();
-    focusAgain(openerMark);
+// What a dialog does by itself: the focus stays inside, and the Escape key closes.
+function installPlainDialog() {
+  dialog.setAttribute("role", "dialog");
+  dialog.setAttribute("aria-modal", "true");
+  document.addEventListener("focusin", (event) => {
+    if (dialog.hasAttribute("open") && !dialog.contains(event.target)) {
+      closeButton.focus();
+    }
   });
+  document.addEventListener("keydown", (event) => {
+    if (event.key === "Escape") {
+      hideTransfer();
+    } else if (event.key === "Tab" && dialog.hasAttribute("open")) {
+      event.preventDefault();
+      closeButton.focus();
+    }
+  });
+}
+
+export function installTransferDialog() {
+  closeButton.addEventListener("click", hideTransfer);
+  if (isModal) {
+    // The Escape key closes the dialog without asking this script first.
+    dialog.addEventListener("close", handleClosed);
+  } else {
+    installPlainDialog();
+  }
 }
