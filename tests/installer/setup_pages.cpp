@@ -1,0 +1,221 @@
+// Hands on the pages of a running setup or uninstall. Answers are UTF-8 lines.
+//
+//   setup_pages wait TEXT      waits until a page or a message shows the text anywhere, at most 20
+//   seconds setup_pages gone           waits until there is no page any more, at most 20 seconds
+//   setup_pages texts          every text that is shown, one a line
+//   setup_pages items          the check boxes of the page's list: "x NAME" or "- NAME"
+//   setup_pages toggle NAME    clicks the check box of that item or that button
+//   setup_pages press LABEL    presses the button with that label, its & left out
+//
+// Ends with 0, or with 1 when what was asked for is not there.
+#include <windows.h>
+// After windows.h.
+#include <commctrl.h>
+
+#include <cstring>
+#include <functional>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "app/encoding.h"
+
+namespace {
+
+constexpr DWORD kWaitMilliseconds = 20'000;
+constexpr UINT kAnswerMilliseconds = 5'000;
+
+std::wstring TextOf(HWND window) {
+    std::vector<wchar_t> buffer(16 * 1024, L'\0');
+    DWORD_PTR length = 0;
+    if (!SendMessageTimeoutW(window, WM_GETTEXT, buffer.size(),
+                             reinterpret_cast<LPARAM>(buffer.data()), SMTO_ABORTIFHUNG,
+                             kAnswerMilliseconds, &length)) {
+        return {};
+    }
+    return {buffer.data(), length};
+}
+
+using Visit = std::function<void(HWND)>;
+
+BOOL CALLBACK VisitVisible(HWND window, LPARAM visit) {
+    if (IsWindowVisible(window)) (*reinterpret_cast<const Visit*>(visit))(window);
+    return TRUE;
+}
+
+std::vector<HWND> Pages() {
+    std::vector<HWND> pages;
+    const Visit add = [&](HWND window) {
+        wchar_t name[16] = {};
+        GetClassNameW(window, name, 16);
+        if (name == std::wstring(L"#32770")) pages.push_back(window);
+    };
+    EnumWindows(VisitVisible, reinterpret_cast<LPARAM>(&add));
+    return pages;
+}
+
+// Every visible control on every page and message, and these themselves.
+std::vector<HWND> Controls() {
+    std::vector<HWND> controls;
+    const Visit add = [&](HWND window) { controls.push_back(window); };
+    for (const HWND page : Pages()) {
+        controls.push_back(page);
+        EnumChildWindows(page, VisitVisible, reinterpret_cast<LPARAM>(&add));
+    }
+    return controls;
+}
+
+bool WaitUntil(const std::function<bool()>& condition) {
+    const ULONGLONG end = GetTickCount64() + kWaitMilliseconds;
+    while (!condition()) {
+        if (GetTickCount64() >= end) return false;
+        Sleep(50);
+    }
+    return true;
+}
+
+bool Shows(const std::wstring& text) {
+    for (const HWND control : Controls()) {
+        if (TextOf(control).find(text) != std::wstring::npos) return true;
+    }
+    return false;
+}
+
+std::wstring Label(HWND button) {
+    std::wstring label = TextOf(button);
+    std::erase(label, L'&');
+    return label;
+}
+
+bool Press(const std::wstring& label) {
+    for (const HWND control : Controls()) {
+        if (Label(control) == label && IsWindowEnabled(control)) {
+            return PostMessageW(control, BM_CLICK, 0, 0) != 0;
+        }
+    }
+    return false;
+}
+
+// The list of what can be installed is a tree whose check boxes are state images; the setup's
+// memory is not this program's, so texts and places go through memory of the setup.
+class Tree {
+public:
+    explicit Tree(HWND window) : window_(window) {
+        DWORD id = 0;
+        GetWindowThreadProcessId(window, &id);
+        process_ =
+            OpenProcess(PROCESS_VM_OPERATION | PROCESS_VM_READ | PROCESS_VM_WRITE, FALSE, id);
+        memory_ =
+            static_cast<char*>(VirtualAllocEx(process_, nullptr, 4096, MEM_COMMIT, PAGE_READWRITE));
+    }
+    ~Tree() {
+        VirtualFreeEx(process_, memory_, 0, MEM_RELEASE);
+        CloseHandle(process_);
+    }
+    Tree(const Tree&) = delete;
+    Tree& operator=(const Tree&) = delete;
+
+    std::vector<LPARAM> Items() const {
+        std::vector<LPARAM> items;
+        for (LPARAM item = SendMessageW(window_, TVM_GETNEXTITEM, TVGN_ROOT, 0); item != 0;
+             item = SendMessageW(window_, TVM_GETNEXTITEM, TVGN_NEXT, item)) {
+            items.push_back(item);
+        }
+        return items;
+    }
+
+    std::wstring Name(LPARAM item) const {
+        constexpr int kLength = 200;
+        char* text = memory_ + sizeof(TVITEMW);
+        TVITEMW wanted{};
+        wanted.mask = TVIF_TEXT | TVIF_HANDLE;
+        wanted.hItem = reinterpret_cast<HTREEITEM>(item);
+        wanted.pszText = reinterpret_cast<wchar_t*>(text);
+        wanted.cchTextMax = kLength;
+        WriteProcessMemory(process_, memory_, &wanted, sizeof(wanted), nullptr);
+        SendMessageW(window_, TVM_GETITEMW, 0, reinterpret_cast<LPARAM>(memory_));
+        wchar_t name[kLength] = {};
+        ReadProcessMemory(process_, text, name, sizeof(name), nullptr);
+        return name;
+    }
+
+    // Setup's images come in pairs, clear and checked, so its state images 2, 4, 6 show a check.
+    bool Checked(LPARAM item) const {
+        const LRESULT state =
+            SendMessageW(window_, TVM_GETITEMSTATE, static_cast<WPARAM>(item), TVIS_STATEIMAGEMASK);
+        return ((state >> 12) & 1) == 0;
+    }
+
+    void Click(LPARAM item) const {
+        RECT place{};
+        std::memcpy(&place, &item, sizeof(item));
+        WriteProcessMemory(process_, memory_, &place, sizeof(place), nullptr);
+        SendMessageW(window_, TVM_GETITEMRECT, TRUE, reinterpret_cast<LPARAM>(memory_));
+        ReadProcessMemory(process_, memory_, &place, sizeof(place), nullptr);
+        // The check box stands just before the text.
+        const LPARAM where = MAKELPARAM(place.left - 10, (place.top + place.bottom) / 2);
+        PostMessageW(window_, WM_LBUTTONDOWN, MK_LBUTTON, where);
+        PostMessageW(window_, WM_LBUTTONUP, 0, where);
+    }
+
+private:
+    HWND window_;
+    HANDLE process_ = nullptr;
+    char* memory_ = nullptr;
+};
+
+HWND FindTree() {
+    for (const HWND control : Controls()) {
+        wchar_t name[32] = {};
+        GetClassNameW(control, name, 32);
+        if (name == std::wstring(L"SysTreeView32")) return control;
+    }
+    return nullptr;
+}
+
+bool PrintItems() {
+    const HWND window = FindTree();
+    if (!window) return false;
+    const Tree tree(window);
+    for (const LPARAM item : tree.Items()) {
+        std::cout << (tree.Checked(item) ? "x " : "- ") << harbinet::WideToUtf8(tree.Name(item))
+                  << "\n";
+    }
+    return true;
+}
+
+bool Toggle(const std::wstring& name) {
+    if (const HWND window = FindTree()) {
+        const Tree tree(window);
+        for (const LPARAM item : tree.Items()) {
+            if (tree.Name(item) == name) {
+                tree.Click(item);
+                return true;
+            }
+        }
+    }
+    return Press(name);
+}
+
+bool PrintTexts() {
+    for (const HWND control : Controls()) {
+        const std::wstring text = TextOf(control);
+        if (!text.empty()) std::cout << harbinet::WideToUtf8(text) << "\n";
+    }
+    return true;
+}
+
+}  // namespace
+
+int wmain(int count, wchar_t** words) {
+    const std::wstring command = count > 1 ? words[1] : L"";
+    const std::wstring text = count > 2 ? words[2] : L"";
+    bool done = false;
+    if (command == L"wait") done = WaitUntil([&] { return Shows(text); });
+    if (command == L"gone") done = WaitUntil([] { return Pages().empty(); });
+    if (command == L"texts") done = PrintTexts();
+    if (command == L"items") done = PrintItems();
+    if (command == L"toggle") done = Toggle(text);
+    if (command == L"press") done = Press(text);
+    return done ? 0 : 1;
+}
