@@ -9,6 +9,7 @@
 ;
 ; Switches beside NSIS' own /S (silent) and /D=FOLDER:
 ;
+;   both       /LANG=1033|1031    English or German, whatever Windows' own language is
 ;   setup      /FIREWALL=yes|no   /DESKTOP=yes|no   without them: as last time, at first yes and no
 ;              /DOWNGRADE=yes     replaces a newer version without asking
 ;   uninstall  /SETTINGS=remove   removes settings and certificate too
@@ -187,8 +188,18 @@ SectionEnd
     ${EndIf}
 !macroend
 
+!macro ChooseLanguage
+    ${GetParameters} $0
+    ClearErrors
+    ${GetOptions} $0 "/LANG=" $1
+    ${IfNot} ${Errors}
+        StrCpy $LANGUAGE $1
+    ${EndIf}
+!macroend
+
 Function .onInit
     SetRegView 64
+    !insertmacro ChooseLanguage
     !insertmacro ChooseSection "FIREWALL" "FirewallRule" ${SectionFirewall}
     !insertmacro ChooseSection "DESKTOP" "DesktopShortcut" ${SectionDesktop}
 
@@ -257,6 +268,7 @@ SectionEnd
 
 Function un.onInit
     SetRegView 64
+    !insertmacro ChooseLanguage
     ${GetParameters} $0
     ClearErrors
     ${GetOptions} $0 "/SETTINGS=" $1

@@ -139,11 +139,13 @@ public:
         return name;
     }
 
-    // Setup's images come in pairs, clear and checked, so its state images 2, 4, 6 show a check.
+    // The state images: 1 clear, 2 checked, 3 partly, 4 and 5 the same as 1 and 2 for what cannot
+    // be changed.
     bool Checked(LPARAM item) const {
         const LRESULT state =
             SendMessageW(window_, TVM_GETITEMSTATE, static_cast<WPARAM>(item), TVIS_STATEIMAGEMASK);
-        return ((state >> 12) & 1) == 0;
+        const LRESULT image = (state & TVIS_STATEIMAGEMASK) >> 12;
+        return image == 2 || image == 5;
     }
 
     void Click(LPARAM item) const {

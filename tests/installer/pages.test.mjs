@@ -1,0 +1,132 @@
+// The pages of setup and uninstall as somebody sees them, and their pictures in build/installer-tests.
+import assert from "node:assert/strict";
+import { after, afterEach, before, test } from "node:test";
+
+import {
+  Machine,
+  appsKey,
+  makeInstaller,
+  nextVersion,
+  programFolder,
+  version,
+} from "./machine.mjs";
+
+const program = `${programFolder}\\Harbinet.exe`;
+let machine;
+let setup;
+let nextSetup;
+
+before(() => {
+  setup = makeInstaller("Harbinet.exe", version);
+  nextSetup = makeInstaller("Harbinet_next.exe", nextVersion);
+  machine = new Machine("pages");
+});
+// A test that fails leaves its pages open.
+afterEach(() => machine.kill());
+after(() => machine?.end());
+
+// Waits for the page that shows `text`, and takes its picture.
+function page(text, name) {
+  machine.pages("wait", text);
+  const texts = machine.pages("texts");
+  assert.ok(machine.picture(name) > 3000, `picture of ${name}`);
+  return texts;
+}
+
+test("setup asks for the licence, offers the firewall rule checked and the shortcut unchecked, and starts the program", async () => {
+  const { ended } = machine.spawn(setup);
+  const licence = page("Please review the license", "english-1-licence");
+  assert.ok(licence.some((text) => text.startsWith("MIT License")));
+  machine.pages("press", "I Agree");
+
+  page("Choose which features", "english-2-components");
+  assert.deepEqual(machine.pages("items"), [
+    "x Harbinet PRO",
+    "x Let other devices connect",
+    "- Shortcut on the desktop",
+  ]);
+  machine.pages("toggle", "Shortcut on the desktop");
+  assert.equal(machine.pages("items")[2], "x Shortcut on the desktop");
+  machine.pages("toggle", "Let other devices connect");
+  assert.equal(machine.pages("items")[1], "- Let other devices connect");
+  machine.pages("press", "Next >");
+
+  const folder = page("Choose the folder", "english-3-folder");
+  assert.ok(folder.includes(programFolder));
+  machine.pages("press", "Install");
+
+  page("Start Harbinet PRO now", "english-4-finish");
+  machine.pages("toggle", "Start Harbinet PRO now");
+  machine.pages("press", "Finish");
+  assert.equal(await ended, 0);
+  machine.wait();
+  assert.ok(machine.exists(program));
+  assert.ok(machine.exists("C:\\users\\Public\\Desktop\\Harbinet PRO.lnk"));
+  assert.deepEqual(machine.netsh(), [], "no firewall rule: its box was cleared");
+});
+
+test("an older setup asks before it replaces a newer version; no is the first answer", async () => {
+  assert.equal(machine.run(nextSetup, "/S"), 0);
+  const { ended } = machine.spawn(setup);
+  page(`A newer version of Harbinet PRO (${nextVersion}) is installed`, "english-5-downgrade");
+  machine.pages("press", "No");
+  assert.equal(await ended, 2);
+  machine.wait();
+  assert.equal(machine.registry(appsKey, "DisplayVersion"), nextVersion);
+});
+
+test("setup says that the program runs, and leaves everything as it is when that is cancelled", async () => {
+  const running = await machine.startProgram();
+  const { ended } = machine.spawn(nextSetup, "/LANG=1033");
+  for (const [text, button] of [
+    ["Please review the license", "I Agree"],
+    ["Choose which features", "Next >"],
+    ["Choose the folder", "Install"],
+  ]) {
+    machine.pages("wait", text);
+    machine.pages("press", button);
+  }
+  page("Harbinet PRO is running", "english-6-running");
+  machine.pages("press", "Cancel");
+  assert.equal(await ended, 1);
+  assert.match(machine.pin(), /^\d{6}$/, "the program still runs");
+  machine.probe("close", "20");
+  assert.equal(await running.ended, 0);
+  machine.wait();
+});
+
+test("uninstall offers to keep settings and certificate, which is the first choice", async () => {
+  // It copies itself to a temporary folder and goes on there.
+  machine.spawn(`${programFolder}\\uninstall.exe`);
+  page("will be uninstalled from the following folder", "english-7-uninstall");
+  machine.pages("press", "Next >");
+  page("Choose which features", "english-8-uninstall-components");
+  assert.deepEqual(machine.pages("items"), ["x Harbinet PRO", "- Settings and certificate"]);
+  machine.pages("press", "Uninstall");
+  page("Uninstallation Complete", "english-9-uninstalled");
+  machine.pages("press", "Close");
+  machine.wait();
+  assert.equal(machine.exists(program), false);
+});
+
+test("the pages are German where Windows is", async () => {
+  const { ended } = machine.spawn(setup, "/LANG=1031");
+  page("Bitte lesen Sie die Lizenzbedingungen", "german-1-licence");
+  machine.pages("press", "Annehmen");
+  page("Wählen Sie die Komponenten", "german-2-components");
+  assert.deepEqual(machine.pages("items"), [
+    "x Harbinet PRO",
+    "x Andere Geräte zulassen",
+    "- Verknüpfung auf dem Desktop",
+  ]);
+  machine.pages("press", "Weiter >");
+  page("Wählen Sie das Verzeichnis", "german-3-folder");
+  machine.pages("press", "Installieren");
+  page("Harbinet PRO jetzt starten", "german-4-finish");
+  machine.pages("press", "Fertig stellen");
+  assert.equal(await ended, 0);
+  // The program, which the desktop started, serves.
+  machine.probe("wait-url", "40");
+  machine.probe("close", "20");
+  machine.wait();
+});
