@@ -7,7 +7,7 @@ import path from "node:path";
 import { after, before, test } from "node:test";
 import { fileURLToPath } from "node:url";
 
-import { program } from "./support.mjs";
+import { program } from "../support/program.mjs";
 
 const page = fs.readFileSync(
   fileURLToPath(new URL("../../docs/http-api.md", import.meta.url)),
@@ -17,9 +17,9 @@ const work = fs.mkdtempSync(path.join(os.tmpdir(), "http-api-"));
 after(() => fs.rmSync(work, { recursive: true }));
 
 // Each example with what the page shows below it.
-const examples = [...page.matchAll(/^```sh\n(.*?)^```$(?:\n+```(?:json|text)\n(.*?)^```$)?/gms)].map(
-  ([, script, shown]) => ({ script, shown: shown?.trim() }),
-);
+const examples = [
+  ...page.matchAll(/^```sh\n(.*?)^```$(?:\n+```(?:json|text)\n(.*?)^```$)?/gms),
+].map(([, script, shown]) => ({ script, shown: shown?.trim() }));
 let results;
 
 before(() => {
@@ -29,7 +29,9 @@ before(() => {
   // The reader's address and PIN; "localhost" is one of the certificate's names.
   const mine = { pc: `https://localhost:${program.port}`, pin: program.masterPin };
   const script = examples
-    .map((example) => example.script.replace(/^(pc|pin)=\S+/gm, (_, name) => `${name}=${mine[name]}`))
+    .map((example) =>
+      example.script.replace(/^(pc|pin)=\S+/gm, (_, name) => `${name}=${mine[name]}`),
+    )
     .map((text, index) => `${text}\nprintf '\\n=== %s\\n' ${index} >&3\n`);
   const { stdout, stderr } = spawnSync("bash", ["-c", `exec 3>&1\n${script.join("")}`], {
     cwd: work,
