@@ -59,6 +59,7 @@ VIFileVersion "${VERSION_FOUR}"
 
 !define MUI_ICON "..\..\src\ui\resources\harbinet.ico"
 !define MUI_UNICON "..\..\src\ui\resources\harbinet.ico"
+!define MUI_WELCOMEFINISHPAGE_BITMAP "side.bmp"
 !define MUI_ABORTWARNING
 !define MUI_COMPONENTSPAGE_SMALLDESC
 !define MUI_FINISHPAGE_RUN

@@ -123,7 +123,7 @@ test("the pages are German where Windows is", async () => {
   page("Wählen Sie das Verzeichnis", "german-3-folder");
   machine.pages("press", "Installieren");
   page("Harbinet PRO jetzt starten", "german-4-finish");
-  machine.pages("press", "Fertig stellen");
+  machine.pages("press", "Fertigstellen");
   assert.equal(await ended, 0);
   // The program, which the desktop started, serves.
   machine.probe("wait-url", "40");

@@ -12,7 +12,6 @@
 // After windows.h.
 #include <commctrl.h>
 
-#include <cstring>
 #include <functional>
 #include <iostream>
 #include <string>
@@ -97,7 +96,7 @@ bool Press(const std::wstring& label) {
 }
 
 // The list of what can be installed is a tree whose check boxes are state images; the setup's
-// memory is not this program's, so texts and places go through memory of the setup.
+// memory is not this program's, so texts go through memory of the setup.
 class Tree {
 public:
     explicit Tree(HWND window) : window_(window) {
@@ -148,16 +147,10 @@ public:
         return image == 2 || image == 5;
     }
 
+    // By the keyboard: for a click the setup looks where the mouse really is.
     void Click(LPARAM item) const {
-        RECT place{};
-        std::memcpy(&place, &item, sizeof(item));
-        WriteProcessMemory(process_, memory_, &place, sizeof(place), nullptr);
-        SendMessageW(window_, TVM_GETITEMRECT, TRUE, reinterpret_cast<LPARAM>(memory_));
-        ReadProcessMemory(process_, memory_, &place, sizeof(place), nullptr);
-        // The check box stands just before the text.
-        const LPARAM where = MAKELPARAM(place.left - 10, (place.top + place.bottom) / 2);
-        PostMessageW(window_, WM_LBUTTONDOWN, MK_LBUTTON, where);
-        PostMessageW(window_, WM_LBUTTONUP, 0, where);
+        SendMessageW(window_, TVM_SELECTITEM, TVGN_CARET, item);
+        SendMessageW(window_, WM_CHAR, VK_SPACE, 0);
     }
 
 private:
