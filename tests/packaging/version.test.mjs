@@ -56,3 +56,11 @@ test("the version stands in one place: no source of a resource, installer or man
     }
   }
 });
+
+test("the files that the pages tell readers to download bear the changelog's version", () => {
+  for (const page of ["README.md", "docs/user-guide.md"]) {
+    const named = [...read(page).matchAll(/Harbinet-PRO-([\d.]+)-(setup\.exe|portable\.zip)/g)];
+    assert.ok(named.length >= 2, page);
+    for (const [file, its] of named) assert.equal(its, newest, `${page}: ${file}`);
+  }
+});
