@@ -6,6 +6,7 @@
 
 #include "app/immortal.h"
 #include "app/unique_handle_win.h"
+#include "files/checked_files.h"
 #include "files/file_system.h"
 #include "files/names.h"
 
@@ -17,11 +18,6 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 
 // One system call's worth; DWORD counts would allow little more.
 constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 30;
-
-// The system calls would end such a path at its first NUL and act on something else.
-bool IsPath(const std::wstring& path) {
-    return !path.empty() && path.find(L'\0') == std::wstring::npos;
-}
 
 std::uint64_t Join32(DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; }
 
@@ -36,9 +32,8 @@ LocalTime ToLocalTime(const FILETIME& utc) {
             time.wMinute, time.wSecond, time.wMilliseconds};
 }
 
-// Null for what is no file on a disk: names such as COM1 open devices in every folder.
+// Null for what is no file on a disk, whatever its name. `flags` may hold attributes too.
 UniqueFile OpenFile(const std::wstring& path, DWORD access, DWORD disposition, DWORD flags) {
-    if (!IsPath(path)) return {};
     UniqueFile file(CreateFileW(path.c_str(), access, kShareAll, nullptr, disposition,
                                 FILE_ATTRIBUTE_NORMAL | flags, nullptr));
     if (file && GetFileType(file.Get()) != FILE_TYPE_DISK) file.Reset();
@@ -66,6 +61,14 @@ private:
     UniqueFile file_;
 };
 
+// The attributes under which an existing file may be replaced: without them the system refuses to
+// replace a hidden or a system file. They stay, as the desktop user has set them.
+DWORD ReplaceableAttributes(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) return 0;
+    return attributes & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM);
+}
+
 class WindowsWritableFile final : public WritableFile {
 public:
     explicit WindowsWritableFile(UniqueFile file) : file_(std::move(file)) {}
@@ -86,27 +89,26 @@ private:
     UniqueFile file_;
 };
 
+// Sees only paths that CheckedFiles has let through.
 class WindowsFileSystem final : public FileSystem {
 public:
     PathKind Kind(const std::wstring& path) override {
-        const DWORD attributes =
-            IsPath(path) ? GetFileAttributesW(path.c_str()) : INVALID_FILE_ATTRIBUTES;
+        const DWORD attributes = GetFileAttributesW(path.c_str());
         if (attributes == INVALID_FILE_ATTRIBUTES) return PathKind::kMissing;
         return IsDirectoryAttribute(attributes) ? PathKind::kFolder : PathKind::kFile;
     }
 
     std::optional<FileInfo> Info(const std::wstring& path) override {
         WIN32_FILE_ATTRIBUTE_DATA data{};
-        if (!IsPath(path) || !GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) {
-            return std::nullopt;
-        }
+        if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return std::nullopt;
         return FileInfo{IsDirectoryAttribute(data.dwFileAttributes),
                         Join32(data.nFileSizeHigh, data.nFileSizeLow),
                         ToLocalTime(data.ftLastWriteTime)};
     }
 
     std::wstring FullPath(const std::wstring& path) override {
-        if (!IsPath(path)) return {};
+        // The system would end the path there.
+        if (path.find(L'\0') != std::wstring::npos) return {};
         wchar_t buffer[MAX_PATH] = {};
         const DWORD length =
             GetFullPathNameW(path.c_str(), static_cast<DWORD>(std::size(buffer)), buffer, nullptr);
@@ -116,7 +118,6 @@ public:
 
     bool List(const std::wstring& folder,
               const std::function<void(const DirectoryEntry&)>& visit) override {
-        if (!IsPath(folder)) return false;
         WIN32_FIND_DATAW data{};
         const UniqueFind find(FindFirstFileW(JoinDirName(folder, L"*").c_str(), &data));
         if (!find) return false;
@@ -136,26 +137,30 @@ public:
     }
 
     std::unique_ptr<WritableFile> CreateForWriting(const std::wstring& path) override {
-        UniqueFile file = OpenFile(path, GENERIC_WRITE, CREATE_ALWAYS, 0);
+        UniqueFile file = OpenFile(path, GENERIC_WRITE, CREATE_ALWAYS, ReplaceableAttributes(path));
         if (!file) return nullptr;
         return std::make_unique<WindowsWritableFile>(std::move(file));
     }
 
-    bool RemoveFile(const std::wstring& path) override {
-        return IsPath(path) && DeleteFileW(path.c_str()) != 0;
-    }
+    bool RemoveFile(const std::wstring& path) override { return DeleteFileW(path.c_str()) != 0; }
 
     bool RemoveFolder(const std::wstring& path) override {
-        return IsPath(path) && RemoveDirectoryW(path.c_str()) != 0;
+        return RemoveDirectoryW(path.c_str()) != 0;
     }
 
     void CreateFolders(const std::wstring& path) override {
-        if (IsPath(path)) SHCreateDirectoryExW(nullptr, path.c_str(), nullptr);
+        SHCreateDirectoryExW(nullptr, path.c_str(), nullptr);
     }
 };
 
 }  // namespace
 
-FileSystem& SystemFiles() { return Immortal<WindowsFileSystem>(); }
+FileSystem& SystemFiles() {
+    struct CheckedSystemFiles {
+        WindowsFileSystem system;
+        CheckedFiles checked{system};
+    };
+    return Immortal<CheckedSystemFiles>().checked;
+}
 
 }  // namespace harbinet

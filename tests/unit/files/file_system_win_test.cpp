@@ -220,6 +220,46 @@ TEST_F(FileSystemWinTest, DevicesAreNoFiles) {
     EXPECT_EQ(files_.CreateForWriting(L"\\\\.\\NUL"), nullptr);
 }
 
+// Wine would make ordinary files of such names: none appears.
+TEST_F(FileSystemWinTest, StreamsAndDevicesAreNeitherMadeNorTouched) {
+    Put(Path(L"a.txt"), "kept");
+    for (const wchar_t* name : {L"a.txt:s", L"a.txt::$DATA", L"NUL", L"com3.txt", L"CONIN$"}) {
+        const std::wstring path = Path(name);
+        EXPECT_EQ(files_.Kind(path), PathKind::kMissing);
+        EXPECT_EQ(files_.Info(path), std::nullopt);
+        EXPECT_EQ(files_.OpenForReading(path), nullptr);
+        EXPECT_EQ(files_.CreateForWriting(path), nullptr);
+        EXPECT_FALSE(files_.RemoveFile(path));
+        EXPECT_FALSE(files_.RemoveFolder(path));
+        EXPECT_FALSE(files_.List(path, [](const DirectoryEntry&) {}));
+        files_.CreateFolders(path);
+        files_.CreateFolders(JoinDirName(path, L"sub"));
+    }
+    EXPECT_EQ(Names(root_), std::vector<std::wstring>{L"a.txt"});
+    EXPECT_EQ(Get(Path(L"a.txt")), "kept");
+}
+
+TEST_F(FileSystemWinTest, HiddenAndSystemFilesAreReplacedAndStayWhatTheyAre) {
+    constexpr DWORD kKept = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    for (const DWORD attributes :
+         {DWORD{FILE_ATTRIBUTE_HIDDEN}, DWORD{FILE_ATTRIBUTE_SYSTEM}, kKept}) {
+        Put(Path(L"f"), "a long content");
+        ASSERT_TRUE(SetFileAttributesW(Path(L"f").c_str(), attributes));
+        const DWORD before = GetFileAttributesW(Path(L"f").c_str()) & kKept;
+        EXPECT_TRUE(Put(Path(L"f"), "new"));
+        EXPECT_EQ(Get(Path(L"f")), "new");
+        EXPECT_EQ(GetFileAttributesW(Path(L"f").c_str()) & kKept, before);
+        SetFileAttributesW(Path(L"f").c_str(), FILE_ATTRIBUTE_NORMAL);
+    }
+}
+
+TEST_F(FileSystemWinTest, AReadOnlyFileIsNotReplaced) {
+    Put(Path(L"f"), "kept");
+    SetFileAttributesW(Path(L"f").c_str(), FILE_ATTRIBUTE_READONLY);
+    EXPECT_FALSE(Put(Path(L"f"), "new"));
+    EXPECT_EQ(Get(Path(L"f")), "kept");
+}
+
 TEST_F(FileSystemWinTest, APathWithANulNamesNothing) {
     Put(Path(L"f"), "x");
     const std::wstring path = Path(L"f") + std::wstring(L"\0.txt", 5);

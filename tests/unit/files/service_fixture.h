@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "files/checked_files.h"
 #include "files/file_service.h"
 #include "support/fake_file_system.h"
 #include "support/fake_stream.h"
@@ -70,9 +71,10 @@ protected:
     }
 
     FakeFileSystem files;
+    CheckedFiles checked_files{files};  // as in the program
     WebRoot web_root{L"D:\\Share"};
     EventLog log{FixedLocalTime};
-    FileServices services{files, web_root, log};
+    FileServices services{checked_files, web_root, log};
 };
 
 }  // namespace harbinet::test

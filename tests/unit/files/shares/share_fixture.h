@@ -22,7 +22,7 @@ protected:
 
     FakeRandom random;
     ShareTable shares{random, FakeSha256, TestWallSeconds};
-    ShareServices share_services{{files, web_root, log}, shares};
+    ShareServices share_services{services, shares};
 };
 
 }  // namespace harbinet::test

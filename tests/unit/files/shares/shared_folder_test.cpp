@@ -178,5 +178,24 @@ TEST_F(SharedFolderTest, UploadErrorsAreTestedInOrderAndArePlainText) {
     EXPECT_EQ(Logged(), Lines{});
 }
 
+// What Windows would read as a stream of a file or as a device is missing, although the file system
+// in memory holds it.
+TEST_F(SharedFolderTest, StreamsAndDevicesAreMissing) {
+    for (const std::string name : {"a.pdf:Zone.Identifier", "COM3"}) {
+        const std::wstring wide(name.begin(), name.end());
+        files.AddFile(L"D:\\Share\\docs\\" + wide, "secret");
+        EXPECT_EQ(Get(link_ + "/download?name=" + name), kNotFound);
+        EXPECT_EQ(Delete(R"({"name":")" + name + "\"}"),
+                  Json("404 Not Found", R"({"ok":false,"error":"Not found"})"));
+        EXPECT_EQ(files.Content(L"D:\\Share\\docs\\" + wide), "secret");
+        EXPECT_EQ(Serve(WithLinks(ServeCreateShareLink), "/api/share?path=docs/" + name),
+                  Json("404 Error", R"({"ok":false,"error":"Not found"})"));
+        // A link that was made some other way.
+        EXPECT_EQ(
+            Serve(WithLinks(ServeFileLink), "/s/" + shares.CreateShareLink(L"docs/" + wide, false)),
+            Text("404 Not Found", "Not Found"));
+    }
+}
+
 }  // namespace
 }  // namespace harbinet

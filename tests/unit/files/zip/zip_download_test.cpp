@@ -120,5 +120,12 @@ TEST_F(ZipDownloadTest, ABodyInPiecesIsReadToItsLength) {
     }
 }
 
+TEST_F(ZipDownloadTest, StreamsAndDevicesAreNoFiles) {
+    files.AddFile(L"D:\\Share\\r.txt:stream", "hidden");
+    files.AddFile(L"D:\\Share\\COM3", "device");
+    EXPECT_EQ(EntryNames(Zip(R"({"path":"","names":["r.txt:stream","COM3","r.txt"]})")),
+              Names{"r.txt"});
+}
+
 }  // namespace
 }  // namespace harbinet
