@@ -28,8 +28,8 @@ std::string_view FileNameOf(std::string_view headers) {
 
 MultipartParser::MultipartParser(std::string_view boundary, MultipartSink& sink)
     : sink_(sink),
-      delimiter_("--" + std::string(boundary)),
-      delimiter_search_(std::string(kLineBreak) + delimiter_),
+      delimiter_search_("\r\n--" + std::string(boundary)),
+      delimiter_(delimiter_search_.Pattern().substr(kLineBreak.size())),
       header_end_search_(std::string(kHeaderEnd)) {}
 
 MultipartStatus MultipartParser::Received(std::size_t count) {
@@ -57,17 +57,18 @@ std::optional<MultipartStatus> MultipartParser::Step() {
 
 std::optional<MultipartStatus> MultipartParser::AtStart() {
     const std::string_view view = window_.View();
-    if (view.starts_with(delimiter_)) {
-        state_ = State::kDelimiter;
+    const bool has_line_break = view.starts_with(kLineBreak.front());
+    const std::string_view expected = has_line_break ? delimiter_search_.Pattern() : delimiter_;
+    const std::size_t comparable = std::min(view.size(), expected.size());
+    while (compared_ < comparable && view[compared_] == expected[compared_]) ++compared_;
+    if (compared_ < comparable) {
+        // From here on a delimiter counts only at the start of a line, wherever the reads are cut.
+        state_ = State::kPreamble;
         return std::nullopt;
     }
-    const std::string line_delimiter = std::string(kLineBreak) + delimiter_;
-    if (view.starts_with(line_delimiter)) return MultipartStatus::kMalformed;
-    if (delimiter_.starts_with(view) || line_delimiter.starts_with(view)) {
-        return MultipartStatus::kNeedsMore;
-    }
-    // From here on a delimiter counts only at the start of a line, wherever the reads are cut.
-    state_ = State::kPreamble;
+    if (compared_ < expected.size()) return MultipartStatus::kNeedsMore;
+    if (has_line_break) return MultipartStatus::kMalformed;
+    state_ = State::kDelimiter;
     return std::nullopt;
 }
 
@@ -124,7 +125,7 @@ void MultipartParser::WriteData(std::size_t count) {
 }
 
 void MultipartParser::ReleaseAllButTail() {
-    const std::size_t tail = delimiter_search_.PatternSize() + kTailSlack;
+    const std::size_t tail = delimiter_search_.Pattern().size() + kTailSlack;
     const std::size_t held = window_.View().size();
     if (held <= tail) return;
     WriteData(held - tail);

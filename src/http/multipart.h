@@ -35,6 +35,8 @@ class MultipartParser {
 public:
     // `boundary` without its leading "--"; may be empty.
     MultipartParser(std::string_view boundary, MultipartSink& sink);
+    MultipartParser(const MultipartParser&) = delete;
+    MultipartParser& operator=(const MultipartParser&) = delete;
 
     // Where the next `count` or more bytes of the body go.
     std::span<char> Room(std::size_t count) { return window_.Room(count); }
@@ -61,11 +63,12 @@ private:
     void EnterDelimiter(std::size_t delimiter_at);
 
     MultipartSink& sink_;
-    const std::string delimiter_;
     StreamWindow window_;
-    WindowSearch delimiter_search_;  // with the line break before it
+    WindowSearch delimiter_search_;     // with the line break before it
+    const std::string_view delimiter_;  // without it
     WindowSearch header_end_search_;
     State state_ = State::kStart;
+    std::size_t compared_ = 0;  // bytes at the start that are known to be the delimiter's
     bool file_open_ = false;
 };
 

@@ -41,7 +41,7 @@ public:
     // `pattern` is not empty.
     explicit WindowSearch(std::string pattern);
 
-    std::size_t PatternSize() const { return pattern_.size(); }
+    std::string_view Pattern() const { return pattern_; }
 
     // Where the pattern begins in `window`, which is the window of the last call with bytes added.
     std::optional<std::size_t> Find(std::string_view window);

@@ -285,5 +285,31 @@ TEST(MultipartTest, NearlyMatchingDataWithALongBoundaryInSmallReadsCostsLinearTi
     EXPECT_TRUE(parsed.files[0].second == data);
 }
 
+// However long the boundary is and however it arrives, its bytes cost one look each: those that
+// have been looked at are spoilt here, and nobody notices.
+TEST(MultipartTest, NoByteOfTheFirstDelimiterIsLookedAtTwice) {
+    const std::string kBoundary(1000, 'b');
+    for (const std::string begin : {"--", "\r\n--"}) {
+        KeepingSink sink;
+        MultipartParser parser(kBoundary, sink);
+        const std::string delimiter = begin + kBoundary;
+        const std::span<char> room = parser.Room(64 * 1024);
+        for (std::size_t i = 0; i < delimiter.size(); ++i) {
+            const std::span<char> next = parser.Room(1);
+            ASSERT_EQ(next.data(), room.data() + i);
+            next[0] = delimiter[i];
+            const MultipartStatus status = parser.Received(1);
+            const bool is_last = i + 1 == delimiter.size();
+            ASSERT_EQ(status, is_last && begin != "--" ? MultipartStatus::kMalformed
+                                                       : MultipartStatus::kNeedsMore);
+            // The first byte tells whether a line break comes before the delimiter.
+            if (i > 0) room[i] = '?';
+        }
+        if (begin != "--") continue;
+        std::copy_n("--", 2, parser.Room(2).begin());
+        EXPECT_EQ(parser.Received(2), MultipartStatus::kComplete);
+    }
+}
+
 }  // namespace
 }  // namespace harbinet
