@@ -4,10 +4,9 @@
 #include <cstdint>
 #include <utility>
 
+#include "app/ui_thread.h"
 #include "ui/gdi.h"
 #include "ui/last_page.h"
-
-#include "app/ui_thread.h"
 #include "ui/texts.h"
 
 namespace harbinet {
@@ -148,11 +147,7 @@ bool LogWindow::FillLater() {
 bool LogWindow::Fill() {
     if (!text_box_) return false;
     const ULONGLONG start = GetTickCount64();
-    std::wstring text;
-    for (const std::wstring& line : Log().Snapshot()) {
-        text += line;
-        text += L"\r\n";
-    }
+    std::wstring text = LogText(Log().Snapshot());
     SetWindowTextW(text_box_, text.c_str());
     ScrollToNewestLine();
     // At once: while lines come without a pause, painting has no turn of its own.

@@ -134,6 +134,16 @@ std::wstring OnlyDigits(std::wstring_view text) {
     return digits;
 }
 
+std::wstring LogText(const std::vector<std::wstring>& lines) {
+    std::wstring text;
+    for (const std::wstring& line : lines) {
+        text += line;
+        text += kLineEnd;
+    }
+    std::replace(text.begin(), text.end(), L'\0', L' ');
+    return text;
+}
+
 std::wstring AutostartCommand(std::wstring_view executable) {
     std::wstring command = L"\"";
     command += executable;

@@ -58,6 +58,10 @@ std::wstring ExplorerFailureMessage(std::wstring_view target);
 // The digits among `text`.
 std::wstring OnlyDigits(std::wstring_view text);
 
+// The log window's text: the lines, oldest first, each ended by CR LF. A zero character, which
+// would end the text in a window, is shown as a blank.
+std::wstring LogText(const std::vector<std::wstring>& lines);
+
 // What Windows runs at log-on.
 std::wstring AutostartCommand(std::wstring_view executable);
 

@@ -229,5 +229,12 @@ TEST(TitleTest, TheWindowNamesTheProtocol) {
     EXPECT_STREQ(kMainWindowTitle, L"HTTPS Harbinet PRO");
 }
 
+TEST(TextsTest, TheLogIsOneLineAfterTheOtherWithBlanksForZeros) {
+    EXPECT_EQ(LogText({}), L"");
+    EXPECT_EQ(LogText({L"one", L"", L"three"}), L"one\r\n\r\nthree\r\n");
+    const std::wstring name(L"MKDIR   D:\\a\0b\0", 15);
+    EXPECT_EQ(LogText({name, L"next"}), L"MKDIR   D:\\a b \r\nnext\r\n");
+}
+
 }  // namespace
 }  // namespace harbinet
