@@ -1,8 +1,8 @@
 #include "files/folder_changes.h"
 
 #include <optional>
+#include <string>
 #include <string_view>
-#include <vector>
 
 #include "app/encoding.h"
 #include "files/file_service.h"
@@ -10,6 +10,7 @@
 #include "files/request_fields.h"
 #include "files/web_path.h"
 #include "http/json.h"
+#include "net/timeouts.h"
 
 namespace harbinet {
 namespace {
@@ -23,7 +24,7 @@ std::wstring ResolveBodyPath(const FileServices& services, const HttpRequest& re
 // The full path of the entry that "path" and "name" give; nothing when they are refused, and then
 // the reply has been sent.
 std::optional<std::wstring> ReadEntryPath(const FileServices& services, Exchange& exchange) {
-    ReadJsonBody(exchange);
+    ReadJsonBody(exchange, kMaxEntryBodyBytes, kSmallBodyLimits);
     const std::wstring name = Utf8ToWide(JsonGetString(exchange.request.body, "name"));
     if (name.empty()) {
         ReplyError(exchange.stream, 400, "Missing name");
@@ -87,16 +88,16 @@ void ServeDelete(const FileServices& services, Exchange& exchange) {
 }
 
 void ServeDeleteMany(const FileServices& services, Exchange& exchange) {
-    ReadJsonBody(exchange);
-    std::vector<std::string> names;
-    if (!JsonGetStringArray(exchange.request.body, "names", names) || names.empty()) {
-        return ReplyError(exchange.stream, 400, "Missing names[]");
-    }
+    ReadJsonBody(exchange, kMaxJsonBodyBytes, kNamesBodyLimits);
+    const std::string& body = exchange.request.body;
+    const std::size_t count = JsonCountStrings(body, "names").value_or(0);
+    if (count == 0) return ReplyError(exchange.stream, 400, "Missing names[]");
     const std::wstring folder = ResolveBodyPath(services, exchange.request);
     if (folder.empty()) return ReplyError(exchange.stream, 400, "Invalid path");
 
     std::size_t deleted = 0;
-    for (const std::string& utf8_name : names) {
+    JsonStringReader names(body, "names");
+    for (std::string utf8_name; names.Next(utf8_name);) {
         const std::wstring name = Utf8ToWide(utf8_name);
         if (!IsSimpleName(name)) continue;
         const std::wstring path = JoinDirName(folder, name);
@@ -105,7 +106,7 @@ void ServeDeleteMany(const FileServices& services, Exchange& exchange) {
         services.log.Log(L"DELETE  " + path);
     }
     ReplyOk(exchange.stream, "\"deleted\":" + std::to_string(deleted) +
-                                 ",\"failed\":" + std::to_string(names.size() - deleted));
+                                 ",\"failed\":" + std::to_string(count - deleted));
 }
 
 }  // namespace harbinet

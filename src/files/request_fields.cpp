@@ -3,7 +3,6 @@
 #include "app/encoding.h"
 #include "http/json.h"
 #include "http/response.h"
-#include "net/timeouts.h"
 
 namespace harbinet {
 
@@ -11,12 +10,12 @@ std::wstring WideQueryParam(const HttpRequest& request, std::string_view name) {
     return Utf8ToWide(UrlDecode(GetQueryParam(request.query, name)));
 }
 
-void ReadJsonBody(Exchange& exchange) {
-    if (ContentLength(exchange.request.headers) > kMaxJsonBodyBytes) {
+void ReadJsonBody(Exchange& exchange, std::uint64_t max_bytes, const BodyLimits& limits) {
+    if (ContentLength(exchange.request.headers) > max_bytes) {
         exchange.request.body.clear();
         return;
     }
-    ReadBody(exchange.stream, exchange.request, kMaxJsonBodyBytes, kNamesBodyLimits);
+    ReadBody(exchange.stream, exchange.request, max_bytes, limits);
 }
 
 void ReplyOk(Stream& stream, std::string_view members) {

@@ -11,13 +11,15 @@ namespace harbinet {
 
 // Room for the names of some 100,000 files.
 inline constexpr std::uint64_t kMaxJsonBodyBytes = 64ULL * 1024 * 1024;
+// For one folder and one name: no path is longer.
+inline constexpr std::uint64_t kMaxEntryBodyBytes = 64ULL * 1024;
 
 // The decoded query parameter `name`, converted.
 std::wstring WideQueryParam(const HttpRequest& request, std::string_view name);
 
-// Completes the body to its Content-Length. A body that announces more than kMaxJsonBodyBytes is
-// not read but emptied, so that every field is missing: nobody wants half a list of files deleted.
-void ReadJsonBody(Exchange& exchange);
+// Completes the body to its Content-Length. A body that announces more than `max_bytes` is not read
+// but emptied, so that every field is missing: nobody wants half a list of files deleted.
+void ReadJsonBody(Exchange& exchange, std::uint64_t max_bytes, const BodyLimits& limits);
 
 // 200 with {"ok":true}, or {"ok":true,members}.
 void ReplyOk(Stream& stream, std::string_view members = {});

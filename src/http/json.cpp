@@ -38,9 +38,8 @@ char Unescape(char c) {
 }
 
 // Reads a string whose opening quote stands before `position`, up to its closing quote or the end
-// of the body; `position` then stands behind it.
-std::string TakeString(std::string_view body, std::size_t& position) {
-    std::string text;
+// of the body, to the end of `text`; `position` then stands behind it.
+void TakeString(std::string_view body, std::size_t& position, std::string& text) {
     while (position < body.size()) {
         const char c = body[position++];
         if (c == '"') break;
@@ -50,7 +49,6 @@ std::string TakeString(std::string_view body, std::size_t& position) {
             text += c;
         }
     }
-    return text;
 }
 
 }  // namespace
@@ -100,30 +98,55 @@ std::string JsonGetString(std::string_view body, std::string_view key) {
     position = SkipAny(body, position, " \r\n\t");
     if (position == body.size() || body[position] != '"') return {};
     ++position;
-    return TakeString(body, position);
+    std::string text;
+    TakeString(body, position, text);
+    return text;
+}
+
+JsonStringReader::JsonStringReader(std::string_view body, std::string_view key) : body_(body) {
+    const std::size_t value = FindMemberValue(body, key);
+    if (value == std::string_view::npos) return;
+    position_ = SkipAny(body, value, kSpace);
+    if (position_ == body.size() || body[position_] != '[') return;
+    ++position_;
+    // A body that breaks off right after the bracket or after a string counts as closed; one that
+    // breaks off where a string is due does not. A missing comma is tolerated. Both are meant.
+    state_ = position_ == body.size() ? State::kClosed : State::kReading;
+}
+
+bool JsonStringReader::Next(std::string& text) {
+    if (state_ != State::kReading) return false;
+    position_ = SkipAny(body_, position_, kSpace);
+    if (position_ == body_.size() || body_[position_] != '"') {
+        const bool closes = position_ < body_.size() && body_[position_] == ']';
+        state_ = closes ? State::kClosed : State::kMalformed;
+        return false;
+    }
+    ++position_;
+    text.clear();
+    TakeString(body_, position_, text);
+    position_ = SkipAny(body_, position_, kSpace);
+    if (position_ == body_.size()) {
+        state_ = State::kClosed;
+    } else if (body_[position_] == ',') {
+        ++position_;
+    }
+    return true;
 }
 
 bool JsonGetStringArray(std::string_view body, std::string_view key,
                         std::vector<std::string>& out) {
-    std::size_t position = FindMemberValue(body, key);
-    if (position == std::string_view::npos) return false;
-    position = SkipAny(body, position, kSpace);
-    if (position == body.size() || body[position] != '[') return false;
-    ++position;
-    // A body that breaks off right after the bracket or after a string counts as closed; one that
-    // breaks off where a string is due does not. A missing comma is tolerated. Both are meant.
-    if (position == body.size()) return true;
-    while (true) {
-        position = SkipAny(body, position, kSpace);
-        if (position == body.size()) return false;
-        if (body[position] == ']') return true;
-        if (body[position] != '"') return false;
-        ++position;
-        out.push_back(TakeString(body, position));
-        position = SkipAny(body, position, kSpace);
-        if (position == body.size()) return true;
-        if (body[position] == ',') ++position;
-    }
+    JsonStringReader reader(body, key);
+    for (std::string text; reader.Next(text);) out.push_back(text);
+    return reader.IsValid();
+}
+
+std::optional<std::size_t> JsonCountStrings(std::string_view body, std::string_view key) {
+    JsonStringReader reader(body, key);
+    std::size_t count = 0;
+    for (std::string text; reader.Next(text);) ++count;
+    if (!reader.IsValid()) return std::nullopt;
+    return count;
 }
 
 }  // namespace harbinet

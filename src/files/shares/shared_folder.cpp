@@ -15,6 +15,7 @@
 #include "files/web_path.h"
 #include "http/json.h"
 #include "http/response.h"
+#include "net/timeouts.h"
 
 namespace harbinet {
 namespace {
@@ -74,7 +75,7 @@ void RefuseDelete(Stream& stream, int status, std::string_view reason, std::stri
 void DeleteFromSharedFolder(const ShareServices& services, Exchange& exchange,
                             const ShareEntry& entry) {
     Stream& stream = exchange.stream;
-    ReadJsonBody(exchange);
+    ReadJsonBody(exchange, kMaxEntryBodyBytes, kSmallBodyLimits);
     const std::wstring name = Utf8ToWide(JsonGetString(exchange.request.body, "name"));
     if (!IsSimpleName(name)) return RefuseDelete(stream, 400, "Bad Request", "Invalid name");
     const std::wstring folder = ResolveFolder(services, entry);

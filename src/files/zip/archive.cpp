@@ -18,6 +18,8 @@ constexpr std::size_t kEndRecordBytes = 22;
 constexpr std::size_t kReadBlockBytes = 262'144;
 constexpr std::size_t kMaxNameBytes = std::numeric_limits<std::uint16_t>::max();
 
+constexpr std::string_view kTooMuch = "Selected files exceed the ZIP limit (4 GB).";
+
 constexpr std::uint16_t kVersion = 20;
 constexpr std::uint16_t kUtf8Names = 0x0800;
 constexpr std::uint16_t kStored = 0;
@@ -155,20 +157,30 @@ void ZipBuffer::Append(std::string_view bytes) {
     size_ += bytes.size();
 }
 
+std::string_view ZipPrecheckItem(FileSystem& files, ZipItem& item, std::uint64_t limit,
+                                 std::uint64_t& total) {
+    const std::optional<FileInfo> info = files.Info(item.path);
+    item.is_present = info && !info->is_directory;
+    if (!item.is_present) return {};
+    item.size = info->size;
+    if (item.size > limit) return "A selected file is larger than the ZIP limit (4 GB).";
+    if (total > limit - item.size) return kTooMuch;
+    total += item.size;
+    return {};
+}
+
+std::string_view ZipPrecheckTotal(std::uint64_t total, std::uint64_t limit) {
+    return total < limit ? std::string_view() : kTooMuch;
+}
+
 std::string_view ZipPrecheck(FileSystem& files, std::vector<ZipItem>& items, std::uint64_t limit,
                              std::uint64_t& total) {
-    constexpr std::string_view kTooMuch = "Selected files exceed the ZIP limit (4 GB).";
     total = 0;
     for (ZipItem& item : items) {
-        const std::optional<FileInfo> info = files.Info(item.path);
-        item.is_present = info && !info->is_directory;
-        if (!item.is_present) continue;
-        item.size = info->size;
-        if (item.size > limit) return "A selected file is larger than the ZIP limit (4 GB).";
-        if (total > limit - item.size) return kTooMuch;
-        total += item.size;
+        const std::string_view error = ZipPrecheckItem(files, item, limit, total);
+        if (!error.empty()) return error;
     }
-    return total < limit ? std::string_view() : kTooMuch;
+    return ZipPrecheckTotal(total, limit);
 }
 
 bool BuildZipArchive(FileSystem& files, const std::vector<ZipItem>& items, ZipBuffer& archive,
@@ -178,7 +190,7 @@ bool BuildZipArchive(FileSystem& files, const std::vector<ZipItem>& items, ZipBu
     for (const ZipItem& item : items) {
         if (!CanBeEntry(item)) continue;
         if (auto record = AppendEntry(files, item, archive, now)) {
-            records.push_back(std::move(*record));
+            records.push_back(*record);
         }
     }
     if (records.empty()) return false;

@@ -27,7 +27,7 @@ struct ZipItem {
 };
 
 struct ZipCentralRecord {
-    std::string name;
+    std::string_view name;  // its item's
     std::uint32_t crc = 0;
     std::uint32_t size = 0;  // compressed and uncompressed
     std::uint32_t header_offset = 0;
@@ -55,13 +55,22 @@ private:
     std::size_t size_ = 0;
 };
 
+// Fills in the item's size and adds it to `total`. Empty, or an error message: the item, or the
+// total with it, exceeds `limit`. A missing file and a folder count nothing.
+std::string_view ZipPrecheckItem(FileSystem& files, ZipItem& item, std::uint64_t limit,
+                                 std::uint64_t& total);
+
+// The error message, or empty, for the total of all items.
+std::string_view ZipPrecheckTotal(std::uint64_t total, std::uint64_t limit);
+
 // Fills in each item's size. Empty when all of them together stay below `limit`, and then `total`
 // is their sum; else an error message. Missing files and folders count nothing.
 std::string_view ZipPrecheck(FileSystem& files, std::vector<ZipItem>& items, std::uint64_t limit,
                              std::uint64_t& total);
 
 // The archive of the prechecked items that can still be read; others are skipped. False when that
-// is none of them. `now` dates files whose time the system does not tell.
+// is none of them. `now` dates files whose time the system does not tell. Throws std::bad_alloc
+// when the archive does not fit into memory.
 bool BuildZipArchive(FileSystem& files, const std::vector<ZipItem>& items, ZipBuffer& archive,
                      LocalClock now = SystemLocalTime);
 

@@ -1,6 +1,9 @@
 #include "files/zip/zip_download.h"
 
+#include <new>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "app/encoding.h"
@@ -10,6 +13,7 @@
 #include "files/zip/archive.h"
 #include "http/json.h"
 #include "http/response.h"
+#include "net/timeouts.h"
 
 namespace harbinet {
 namespace {
@@ -21,49 +25,78 @@ std::string EntryPrefix(std::string path) {
     return prefix;
 }
 
-std::vector<ZipItem> SelectedItems(const std::wstring& folder, const std::string& prefix,
-                                   const std::vector<std::string>& names) {
-    std::vector<ZipItem> items;
-    for (const std::string& utf8_name : names) {
+// What the client gets: the archive, or an error message with its status.
+struct ZipReply {
+    ZipBuffer archive;
+    int status = 200;
+    std::string_view error;
+};
+
+ZipReply Refused(int status, std::string_view error) {
+    return {.archive = {}, .status = status, .error = error};
+}
+
+// Fills `items` with the files among the names. Nothing is kept of a name that is none: a body may
+// hold millions of them. An error message, or empty with `total`.
+std::string_view SelectFiles(FileSystem& files, std::string_view body, const std::wstring& folder,
+                             const std::string& prefix, std::vector<ZipItem>& items,
+                             std::uint64_t& total) {
+    JsonStringReader names(body, "names");
+    for (std::string utf8_name; names.Next(utf8_name);) {
+        if (utf8_name.empty()) continue;
         const std::wstring name = Utf8ToWide(utf8_name);
         if (!StaysInFolder(name)) continue;
-        items.push_back({.path = JoinDirName(folder, name), .entry_name = prefix + utf8_name});
+        ZipItem item{.path = JoinDirName(folder, name), .entry_name = prefix + utf8_name};
+        const std::string_view error = ZipPrecheckItem(files, item, kZipLimit, total);
+        if (!error.empty()) return error;
+        if (item.is_present) items.push_back(std::move(item));
     }
-    return items;
+    return ZipPrecheckTotal(total, kZipLimit);
+}
+
+// `count` is the number of names as sent, and that is meant: skipped ones are counted too.
+ZipReply MakeArchive(const FileServices& services, std::string_view body,
+                     const std::wstring& folder, const std::string& prefix, std::size_t count) {
+    std::vector<ZipItem> items;
+    std::uint64_t total = 0;
+    const std::string_view error = SelectFiles(services.files, body, folder, prefix, items, total);
+    if (!error.empty()) return Refused(413, error);
+    services.log.Log(L"ZIP     precheck ok total=" + std::to_wstring(total) + L" bytes");
+
+    ZipReply reply;
+    if (!BuildZipArchive(services.files, items, reply.archive)) {
+        return Refused(400, "No readable files to zip.");
+    }
+    if (reply.archive.Size() >= kZipLimit) {
+        return Refused(413, "ZIP would exceed 4 GB. Please reduce selection.");
+    }
+    services.log.Log(L"ZIP     created (" + std::to_wstring(reply.archive.Size()) +
+                     L" bytes) for " + std::to_wstring(count) + L" file(s)");
+    return reply;
 }
 
 }  // namespace
 
 void ServeZip(const FileServices& services, Exchange& exchange) {
     Stream& stream = exchange.stream;
-    ReadJsonBody(exchange);
+    ReadJsonBody(exchange, kMaxJsonBodyBytes, kNamesBodyLimits);
     const std::string& body = exchange.request.body;
-    std::vector<std::string> names;
-    if (!JsonGetStringArray(body, "names", names) || names.empty()) {
-        return ReplyError(stream, 400, "Missing names[]");
-    }
+    const std::size_t count = JsonCountStrings(body, "names").value_or(0);
+    if (count == 0) return ReplyError(stream, 400, "Missing names[]");
     const std::string path = JsonGetString(body, "path");
     const std::wstring folder =
         ResolveWebPath(services.files, services.web_root.Get(), Utf8ToWide(path));
     if (folder.empty()) return ReplyError(stream, 400, "Invalid path");
 
-    std::vector<ZipItem> items = SelectedItems(folder, EntryPrefix(path), names);
-    std::uint64_t total = 0;
-    const std::string_view refusal = ZipPrecheck(services.files, items, kZipLimit, total);
-    if (!refusal.empty()) return ReplyError(stream, 413, refusal);
-    services.log.Log(L"ZIP     precheck ok total=" + std::to_wstring(total) + L" bytes");
-
-    ZipBuffer archive;
-    if (!BuildZipArchive(services.files, items, archive)) {
-        return ReplyError(stream, 400, "No readable files to zip.");
+    ZipReply reply;
+    try {
+        reply = MakeArchive(services, body, folder, EntryPrefix(path), count);
+    } catch (const std::bad_alloc&) {
+        // What the archive has taken is free again: there is room for an answer.
+        reply = Refused(413, "Not enough memory for the ZIP. Please reduce selection.");
     }
-    if (archive.Size() >= kZipLimit) {
-        return ReplyError(stream, 413, "ZIP would exceed 4 GB. Please reduce selection.");
-    }
-    // The number of names as sent is meant: skipped ones are counted too.
-    services.log.Log(L"ZIP     created (" + std::to_wstring(archive.Size()) + L" bytes) for " +
-                     std::to_wstring(names.size()) + L" file(s)");
-    SendOkBytes(stream, kZipType, archive.View(),
+    if (!reply.error.empty()) return ReplyError(stream, reply.status, reply.error);
+    SendOkBytes(stream, kZipType, reply.archive.View(),
                 {{"Content-Disposition", "attachment; filename=\"download.zip\""}});
 }
 

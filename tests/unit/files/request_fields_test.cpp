@@ -10,14 +10,15 @@ namespace {
 
 using test::FakeStream;
 
-std::string BodyAfter(FakeStream& stream, const std::string& length, std::string buffered) {
+std::string BodyAfter(FakeStream& stream, const std::string& length, std::string buffered,
+                      std::uint64_t max_bytes = kMaxJsonBodyBytes) {
     HttpRequest request;
     const test::HeaderText headers{{"content-length", length}};
     request.headers = headers;
     request.body = std::move(buffered);
     const std::string client_ip;
     Exchange exchange{stream, request, client_ip};
-    ReadJsonBody(exchange);
+    ReadJsonBody(exchange, max_bytes);
     return request.body;
 }
 
@@ -36,6 +37,9 @@ TEST(RequestFieldsTest, ABodyThatIsTooLongIsNeitherReadNorUsed) {
     }
     FakeStream stream("b");
     EXPECT_EQ(BodyAfter(stream, "67108864", "a"), "ab");
+    FakeStream entry("cd");
+    EXPECT_EQ(BodyAfter(entry, "65537", "ab", kMaxEntryBodyBytes), "");
+    EXPECT_EQ(BodyAfter(entry, "65536", "ab", kMaxEntryBodyBytes), "abcd");
 }
 
 TEST(RequestFieldsTest, QueryParametersAreDecodedAndConverted) {

@@ -164,5 +164,36 @@ TEST(JsonGetStringArrayTest, ReadsAHundredThousandNamesInOnePass) {
     EXPECT_EQ(names.size(), 100'000u);
 }
 
+TEST(JsonTest, AReaderGivesTheStringsOneByOneAndSaysHowTheArrayEnds) {
+    const struct {
+        std::string_view body;
+        std::vector<std::string> strings;
+        bool is_valid;
+    } kCases[] = {
+        {R"({"n":["a","\"b\n",""]})", {"a", "\"b\n", ""}, true},
+        {R"({"n":["a" "b",]})", {"a", "b"}, true},
+        {R"({"n":[]})", {}, true},
+        {R"({"n":[)", {}, true},
+        {R"({"n":["a")", {"a"}, true},
+        {R"({"n":["a",)", {"a"}, false},
+        {R"({"n":["a",5,"b"]})", {"a"}, false},
+        {R"({"n":"a"})", {}, false},
+        {R"({"m":["a"]})", {}, false},
+        {"", {}, false},
+    };
+    for (const auto& c : kCases) {
+        JsonStringReader reader(c.body, "n");
+        std::vector<std::string> strings;
+        for (std::string text; reader.Next(text);) strings.push_back(text);
+        EXPECT_EQ(strings, c.strings) << c.body;
+        EXPECT_EQ(reader.IsValid(), c.is_valid) << c.body;
+        std::string text = "kept";
+        EXPECT_FALSE(reader.Next(text));
+        EXPECT_EQ(text, "kept");
+        EXPECT_EQ(JsonCountStrings(c.body, "n"),
+                  c.is_valid ? std::optional(c.strings.size()) : std::nullopt);
+    }
+}
+
 }  // namespace
 }  // namespace harbinet

@@ -1,6 +1,6 @@
 // What the Windows files of app/ supply, as far as portable tests need it natively.
 #include <cstdint>
-#include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "app/clock.h"
@@ -15,12 +15,12 @@ void Mutex::Lock() noexcept { state_.lock(); }
 void Mutex::Unlock() noexcept { state_.unlock(); }
 
 void* AllocatePages(std::size_t bytes) {
-    void* const memory = std::calloc(1, bytes);
-    if (!memory) throw std::bad_alloc();
-    return memory;
+    // Like every other block, so that a test that makes allocations fail reaches these too.
+    void* const memory = ::operator new(bytes);
+    return std::memset(memory, 0, bytes);
 }
 
-void FreePages(void* memory) noexcept { std::free(memory); }
+void FreePages(void* memory) noexcept { ::operator delete(memory); }
 
 LocalTime SystemLocalTime() { return {2026, 1, 5, 9, 7, 3, 42}; }
 
