@@ -20,6 +20,7 @@ struct OpenSslDeleter {
 };
 
 using BioPtr = std::unique_ptr<BIO, OpenSslDeleter<BIO_free_all>>;
+using BioMethodPtr = std::unique_ptr<BIO_METHOD, OpenSslDeleter<BIO_meth_free>>;
 using EvpPkeyPtr = std::unique_ptr<EVP_PKEY, OpenSslDeleter<EVP_PKEY_free>>;
 using EvpPkeyCtxPtr = std::unique_ptr<EVP_PKEY_CTX, OpenSslDeleter<EVP_PKEY_CTX_free>>;
 using SslPtr = std::unique_ptr<SSL, OpenSslDeleter<SSL_free>>;

@@ -20,7 +20,7 @@ protected:
     template <typename Handler>
     std::size_t PeakOf(Handler handler, std::string body, std::string& reply) {
         test::FakeStream stream(std::move(body));
-        const HeaderList headers{{"content-length", std::to_string(stream.Unread().size())}};
+        const test::HeaderText headers{{"content-length", std::to_string(stream.Unread().size())}};
         const std::size_t before = test::LiveBytes();
         test::ResetPeakBytes();
         reply = Serve(handler, "/api/x", headers, stream);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "net/timeouts.h"
 #include "support/fake_stream.h"
 #include "support/header_text.h"
 
@@ -18,7 +19,7 @@ std::string BodyAfter(FakeStream& stream, const std::string& length, std::string
     request.body = std::move(buffered);
     const std::string client_ip;
     Exchange exchange{stream, request, client_ip};
-    ReadJsonBody(exchange, max_bytes);
+    ReadJsonBody(exchange, max_bytes, kSmallBodyLimits);
     return request.body;
 }
 
