@@ -26,7 +26,7 @@ protected:
     }
     ~LogBoxTest() override { DestroyWindow(window_.Handle()); }
 
-    HWND Box() const { return GetDlgItem(window_.Handle(), 2002); }
+    HWND Box() const { return GetDlgItem(window_.Handle(), kLogText); }
     std::wstring Text() const { return TextOf(Box()); }
 
     // Takes the notice out of the queue and handles it. Nothing else is handled.
@@ -63,7 +63,7 @@ TEST_F(LogBoxTest, SeveralLinesShareOneNotice) {
 TEST_F(LogBoxTest, TheClearingShowsAtOnceAlsoAfterAnotherLine) {
     log_.Log(L"DL      before");
     ASSERT_TRUE(HandleNotice());
-    SendMessageW(window_.Handle(), WM_COMMAND, 2001, 0);
+    SendMessageW(window_.Handle(), WM_COMMAND, kLogClearButton, 0);
     EXPECT_EQ(Text(), L"");
     ASSERT_TRUE(HandleNotice());
     EXPECT_EQ(Text().substr(25), L"LOG     cleared\r\n");

@@ -72,7 +72,7 @@ TEST_F(LogWindowTest, ClosingHidesItAndLogsShowsTheSameOneAgain) {
 TEST_F(LogWindowTest, LogsRestoresItWhenItIsMinimised) {
     SendMessageW(log_, WM_SYSCOMMAND, SC_MINIMIZE, 0);
     ASSERT_TRUE(IsIconic(log_));
-    program_->Command(1003);
+    program_->Command(kLogsButton);
     EXPECT_FALSE(IsIconic(log_));
     EXPECT_TRUE(IsShown(log_));
 }
@@ -80,7 +80,7 @@ TEST_F(LogWindowTest, LogsRestoresItWhenItIsMinimised) {
 TEST_F(LogWindowTest, LogsRestoresItWhenItWasClosedWhileMinimised) {
     SendMessageW(log_, WM_SYSCOMMAND, SC_MINIMIZE, 0);
     SendMessageW(log_, WM_CLOSE, 0, 0);
-    program_->Command(1003);
+    program_->Command(kLogsButton);
     EXPECT_FALSE(IsIconic(log_));
     EXPECT_TRUE(IsShown(log_));
 }

@@ -249,7 +249,7 @@ TEST_F(VanishedAddressTest, GivesWayToTheAutomaticOneEverywhere) {
     Notify(CBN_DROPDOWN);
     EXPECT_EQ(SendMessageW(Box(), CB_GETCURSEL, 0, 0), 0);
     EXPECT_EQ(program_->Url(), automatic);
-    EXPECT_EQ(Line(1),
+    EXPECT_EQ(Line(L"IP:"),
               L"IP:                      " + automatic.substr(8, automatic.rfind(L':') - 8));
 }
 

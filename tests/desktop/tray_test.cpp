@@ -160,8 +160,8 @@ TEST_F(TrayTest, ANewTaskbarGetsNoIconFromAProgramThatHasNone) {
     HARBINET_SKIP_ON_REAL_DESKTOP(kNoTray);
     AnnounceTaskbar();
     // Delivered after the announcement, because it was posted later.
-    PostMessageW(program_->Window(), WM_COMMAND, 1002, 0);
-    ASSERT_TRUE(WaitUntil([&] { return IsShown(program_->Control(1201)); }));
+    PostMessageW(program_->Window(), WM_COMMAND, kStatusButton, 0);
+    ASSERT_TRUE(WaitUntil([&] { return IsShown(program_->Control(kStatusEdit)); }));
     EXPECT_TRUE(tray_.Calls().empty());
 }
 

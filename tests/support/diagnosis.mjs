@@ -2,7 +2,7 @@
 // thread of the program was doing.
 import { execFileSync } from "node:child_process";
 
-import { threadsOf } from "./processes.mjs";
+import { processOf, threadsOf } from "./processes.mjs";
 
 // The calls that a thread of the program waits in; see asm/unistd_64.h.
 const kCalls = {
@@ -68,4 +68,13 @@ export function describeState({ socket, port, pid }) {
   );
   if (pid !== undefined) parts.push(describeThreads(pid));
   return parts.join("\n").replace(/^/gm, "  ");
+}
+
+// The same for a program that is known by its prefix, from before a client could connect.
+export function describeProgram(port, prefix) {
+  try {
+    return describeState({ port, pid: processOf(prefix) });
+  } catch (error) {
+    return `  nothing is known of its process: ${error.message}`;
+  }
 }

@@ -10,8 +10,7 @@ import { createInterface } from "node:readline";
 import { setTimeout as delay } from "node:timers/promises";
 import { fileURLToPath } from "node:url";
 
-import { describeState } from "./diagnosis.mjs";
-import { processOf } from "./processes.mjs";
+import { describeProgram } from "./diagnosis.mjs";
 
 export const root = fileURLToPath(new URL("../../", import.meta.url));
 const release = path.join(root, process.env.HARBINET_BUILD ?? "build/release");
@@ -240,7 +239,7 @@ export class Harbinet {
     const end = Date.now() + kStartSeconds * 1000;
     while ((await this.statusCode()) !== 200) {
       if (Date.now() > end) {
-        const state = describeState({ port: this.port, pid: processOf(this.prefix) });
+        const state = describeProgram(this.port, this.prefix);
         const messages = (await this.messages()).join("\n");
         throw new Error(`the server does not answer:\n${state}\n${messages}`);
       }
