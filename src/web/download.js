@@ -6,9 +6,9 @@ import { addDownloadFrame } from "./hidden_frame.js";
 import { isSuccess, parseJson, sendRequest, showProgress } from "./request.js";
 import { finishTransfer, showTransfer, updateTransfer } from "./transfer_dialog.js";
 
-const ZIP_NAME = "download.zip";
-const FRAME_MS = 1500;
-const RELEASE_MS = 1500;
+const kZipName = "download.zip";
+const kFrameMs = 1500;
+const kReleaseMs = 1500;
 
 function downloadAddress(path) {
   return `/download?path=${encodeURIComponent(path)}`;
@@ -35,7 +35,7 @@ export async function downloadAll(files) {
     updateTransfer(percentage, `Starting download ${i + 1}/${files.length}`, file.name);
     const frame = addDownloadFrame(downloadAddress(file.path));
     // Some browsers lose downloads that follow each other faster.
-    await wait(FRAME_MS);
+    await wait(kFrameMs);
     frame.remove();
   }
   finishTransfer("Downloads triggered.", count, 1200);
@@ -44,11 +44,11 @@ export async function downloadAll(files) {
 function saveZip(blob) {
   const link = document.createElement("a");
   link.href = URL.createObjectURL(blob);
-  link.download = ZIP_NAME;
+  link.download = kZipName;
   document.body.append(link);
   link.click();
   link.remove();
-  setTimeout(() => URL.revokeObjectURL(link.href), RELEASE_MS);
+  setTimeout(() => URL.revokeObjectURL(link.href), kReleaseMs);
 }
 
 async function zipRefusal(request) {
@@ -67,7 +67,7 @@ async function showZipResult(request) {
   }
   updateTransfer(100, "ZIP created.", "Starting download…");
   saveZip(request.response);
-  finishTransfer("Download started.", ZIP_NAME, 1000);
+  finishTransfer("Download started.", kZipName, 1000);
 }
 
 export async function downloadZip(path, names) {

@@ -20,7 +20,7 @@ import { keepStill } from "./still_rows.js";
 import { finishTransfer, installTransferDialog, updateTransfer } from "./transfer_dialog.js";
 import { sendFiles } from "./upload.js";
 
-const REFRESH_MS = 5000;
+const kRefreshMs = 5000;
 
 const rows = document.getElementById("rows");
 const selectAll = document.getElementById("selAll");
@@ -279,4 +279,4 @@ setInterval(() => {
   if (document.visibilityState === "visible") {
     refreshSilently();
   }
-}, REFRESH_MS);
+}, kRefreshMs);

@@ -9,8 +9,8 @@ import { sizeText } from "./size_text.js";
 
 // A folder of usual size is shown in one piece. The rest of a large one follows in pieces, so that
 // the page can be used meanwhile.
-const FIRST_ROWS = 300;
-const MORE_ROWS = 250;
+const kFirstRows = 300;
+const kMoreRows = 250;
 
 export function copyTemplate(id) {
   return document.getElementById(id).content.firstElementChild.cloneNode(true);
@@ -146,7 +146,7 @@ class Listing {
     }
     soon(() => {
       if (this.additions === additions) {
-        this.add(MORE_ROWS);
+        this.add(kMoreRows);
       }
     });
   }
@@ -158,7 +158,7 @@ class Listing {
       this.updateAndOrder(wanted, isChecked);
       this.additions = this.missingRows(wanted, isChecked);
       this.onRows(false);
-      this.add(FIRST_ROWS);
+      this.add(kFirstRows);
     });
   }
 

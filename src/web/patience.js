@@ -1,15 +1,15 @@
 // A network that went away without a word leaves requests waiting for minutes, and a browser has
 // only a few connections for each server. These give up first.
 
-const ANSWER_MS = 15000;
-const TICK_MS = 5000;
+const kAnswerMs = 15000;
+const kTickMs = 5000;
 // Longer than the server waits for the next byte of an upload.
-const SILENT_TICKS = 15;
+const kSilentTicks = 15;
 
 // As fetch(), for requests that are answered at once: fails when no answer has begun in time.
 export async function fetchInTime(address, options) {
   const controller = new AbortController();
-  const timer = setTimeout(() => controller.abort(), ANSWER_MS);
+  const timer = setTimeout(() => controller.abort(), kAnswerMs);
   try {
     return await fetch(address, { ...options, signal: controller.signal });
   } finally {
@@ -23,10 +23,10 @@ export function abortWhenSilent(request) {
   let ticks = 0;
   const timer = setInterval(() => {
     ticks += 1;
-    if (ticks >= SILENT_TICKS) {
+    if (ticks >= kSilentTicks) {
       request.abort();
     }
-  }, TICK_MS);
+  }, kTickMs);
   request.upload.addEventListener("progress", () => {
     ticks = 0;
   });

@@ -2,7 +2,7 @@
 
 import { callApi } from "./api.js";
 
-const PROMPTS = {
+const kPrompts = {
   file: "Share this URL for a direct download without PIN registration (copied if possible):",
   folder: "Share this URL for direct access (copied if possible):",
 };
@@ -31,7 +31,7 @@ export async function shareItem(path, kind) {
     }
     const link = linkOf(answer);
     await copyText(link);
-    prompt(PROMPTS[kind], link);
+    prompt(kPrompts[kind], link);
   } catch (error) {
     alert(error.message || "Failed to create share link");
   }

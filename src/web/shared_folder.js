@@ -23,9 +23,9 @@ import {
 } from "./transfer_dialog.js";
 import { sendFiles } from "./upload.js";
 
-const REFRESH_MS = 5000;
-const FRAME_MS = 15000;
-const FRAME_STEP_MS = 200;
+const kRefreshMs = 5000;
+const kFrameMs = 15000;
+const kFrameStepMs = 200;
 
 const base = location.pathname.replace(/\/+$/, "");
 const rows = document.getElementById("rows");
@@ -144,7 +144,7 @@ function downloadSelected() {
   showTransfer("Download", "Starting downloads…", count);
   for (const [idx, name] of Array.from(selection).entries()) {
     const frame = addDownloadFrame(downloadAddress(name));
-    setTimeout(() => frame.remove(), FRAME_MS + idx * FRAME_STEP_MS);
+    setTimeout(() => frame.remove(), kFrameMs + idx * kFrameStepMs);
   }
   finishTransfer("Downloads started.", count, 1100);
 }
@@ -252,4 +252,4 @@ installDropZone(upload);
 installFilePicker();
 installControls();
 refresh().then(listingHasCome);
-setInterval(refresh, REFRESH_MS);
+setInterval(refresh, kRefreshMs);

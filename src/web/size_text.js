@@ -1,6 +1,6 @@
 // Sizes in bytes as people read them; 1024 bytes make a kilobyte.
 
-const UNITS = ["B", "KB", "MB", "GB", "TB"];
+const kUnits = ["B", "KB", "MB", "GB", "TB"];
 
 export function sizeText(bytes) {
   if (bytes === undefined || bytes === null) {
@@ -8,11 +8,11 @@ export function sizeText(bytes) {
   }
   let value = Number(bytes);
   let unit = 0;
-  while (value >= 1024 && unit < UNITS.length - 1) {
+  while (value >= 1024 && unit < kUnits.length - 1) {
     value /= 1024;
     unit += 1;
   }
-  return `${unit === 0 ? value : value.toFixed(1)} ${UNITS[unit]}`;
+  return `${unit === 0 ? value : value.toFixed(1)} ${kUnits[unit]}`;
 }
 
 export function megabytes(bytes) {

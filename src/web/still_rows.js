@@ -2,7 +2,7 @@
 // pressed on the rows, what would change them waits: until it is let go, or for the next change.
 
 // On touch screens the click comes some time after the finger has left.
-const CLICK_MS = 350;
+const kClickMs = 350;
 
 // Gives whenStill(change): calls change() at once, or as soon as no pointer is pressed on the body.
 export function keepStill(body) {
@@ -29,7 +29,7 @@ export function keepStill(body) {
   });
   document.addEventListener("pointerup", () => {
     clearTimeout(clickTimer);
-    clickTimer = setTimeout(letGo, CLICK_MS);
+    clickTimer = setTimeout(letGo, kClickMs);
   });
   for (const type of ["click", "pointercancel", "contextmenu", "dragend"]) {
     window.addEventListener(type, letGo);
