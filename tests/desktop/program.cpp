@@ -8,6 +8,7 @@
 #include "app/administrator_win.h"
 #include "app/paths_win.h"
 #include "app/settings_win.h"
+#include "support/log_text.h"
 
 namespace harbinet::test {
 namespace {
