@@ -6,18 +6,29 @@ import { describe, test } from "node:test";
 
 import { read, root } from "./project.mjs";
 
-const kDocuments = [
-  "README.md",
-  "ARCHITECTURE.md",
-  "CONTRIBUTING.md",
-  "SECURITY.md",
-  "tests/README.md",
-  "bench/README.md",
-];
+const kDocuments = fs
+  .readdirSync(root)
+  .concat(
+    ["docs", "tests", "bench"].flatMap((folder) =>
+      fs.readdirSync(path.join(root, folder)).map((name) => `${folder}/${name}`),
+    ),
+  )
+  .filter((name) => name.endsWith(".md"));
 
-// Names count from the project's folder, from src/ or from the document's own folder. Of a source its ending may be left
-// out; what the build makes is not there yet.
+// What only a release holds, or another project.
+const kElsewhere = ["sbom.cdx.json", "qrencode.h"];
+
+const kFolders = ["bench", "cmake", "docs", "packaging", "scripts", "src", "tests"];
+const fileNames = new Set(
+  kFolders
+    .flatMap((folder) => fs.readdirSync(path.join(root, folder), { recursive: true }))
+    .map((name) => path.basename(name)),
+);
+
+// Names count from the project's folder, from src/ or from the document's own folder; a bare name may lie anywhere. Of a
+// source its ending may be left out.
 function exists(name, document) {
+  if (kElsewhere.includes(name) || fileNames.has(name)) return true;
   const folders = ["", "src", path.dirname(document)];
   const endings = ["", ".h", ".cpp", "_win.cpp"];
   return folders.some((folder) =>
@@ -42,6 +53,27 @@ describe("every file and folder that a document names is there", () => {
       assert.deepEqual(missing, []);
     });
   }
+});
+
+test("every type, function and constant that ARCHITECTURE.md and CONTRIBUTING.md name is in the sources", () => {
+  const kSources = ["src", "tests/unit", "tests/fuzz"];
+  const texts = kSources.flatMap((folder) =>
+    fs
+      .readdirSync(path.join(root, folder), { recursive: true })
+      .filter((name) => /\.(cpp|h)$/.test(name))
+      .map((name) => read(`${folder}/${name}`)),
+  );
+  const words = new Set(texts.join("\n").match(/\w+/g));
+  // The guide's example, and how names are written.
+  const kExamples = ["ServeRename", "UpperCamelCase", "kLikeThis"];
+  const names = ["ARCHITECTURE.md", "CONTRIBUTING.md"].flatMap((document) =>
+    [...read(document).matchAll(/`(k?[A-Z]\w*[a-z]\w*(?:::\w+)*)`/g)].map(([, name]) => name),
+  );
+  const unknown = names
+    .filter((name) => !kExamples.includes(name))
+    .filter((name) => name.split("::").some((part) => !words.has(part)));
+  assert.notEqual(names.length, 0);
+  assert.deepEqual(unknown, []);
 });
 
 test("the map in ARCHITECTURE.md has a line for each folder of the sources, and for no other", () => {
@@ -73,20 +105,47 @@ const kLimits = [
     "src/auth/ban_table.h",
     "kBanSeconds = 120;",
     ["SECURITY.md", "bans it from PIN checks for 120 seconds"],
+    ["docs/http-api.md", "IP blocked for 120 seconds."],
+    ["docs/troubleshooting.md", "that device waits 120 seconds"],
+    ["docs/troubleshooting.md", "IP banned 2 min:"],
+    ["docs/user-guide.md", "has to wait for two minutes"],
     ["ARCHITECTURE.md", "the third bans it for two minutes"],
   ],
-  ["src/auth/ban_table.h", "kFailuresBeforeBan = 3;", ["SECURITY.md", "The third wrong PIN"]],
-  ["src/auth/credentials.h", "kSessionSeconds = 28'800;", ["SECURITY.md", "valid for eight hours"]],
+  [
+    "src/auth/ban_table.h",
+    "kFailuresBeforeBan = 3;",
+    ["SECURITY.md", "The third wrong PIN"],
+    ["docs/user-guide.md", "Three wrong PINs"],
+  ],
+  [
+    "src/auth/credentials.h",
+    "kSessionSeconds = 28'800;",
+    ["SECURITY.md", "valid for eight hours"],
+    ["docs/user-guide.md", "A login lasts eight hours"],
+    ["docs/http-api.md", "valid for eight hours"],
+  ],
   [
     "src/files/shares/share_table.h",
     "kShareSeconds = 86'400;",
-    ["README.md", "works for 24 hours"],
     ["SECURITY.md", "for 24 hours"],
+    ["docs/user-guide.md", "works without a PIN for 24 hours"],
+    ["docs/user-guide.md", "Every link ends after 24 hours"],
+    ["docs/http-api.md", "It works for 24 hours"],
+    ["docs/troubleshooting.md", "older than 24 hours"],
     ["src/web/shared_folder.html", "valid for 24 hours"],
   ],
-  ["src/app/event_log.h", "kMaxLogLines = 500;", ["ARCHITECTURE.md", "the newest 500 lines"]],
-  ["src/net/ports.h", "kAdministratorPort = 443;", ["README.md", "on 443"]],
-  ["src/net/ports.h", "kUserPort = 8443;", ["README.md", "listens on port 8443"]],
+  [
+    "src/app/event_log.h",
+    "kMaxLogLines = 500;",
+    ["ARCHITECTURE.md", "the newest 500 lines"],
+    ["docs/troubleshooting.md", "keeps the newest 500 lines"],
+  ],
+  [
+    "src/net/ports.h",
+    "kAdministratorPort = 443;",
+    ["docs/user-guide.md", "the program listens on port 443"],
+  ],
+  ["src/net/ports.h", "kUserPort = 8443;", ["docs/user-guide.md", "it listens on port 8443"]],
 ];
 
 describe("what readers are told about a limit is what the program does", () => {
