@@ -88,6 +88,18 @@ test("the map in ARCHITECTURE.md has a line for each folder of the sources, and 
   assert.deepEqual(mapped.sort(), folders.sort());
 });
 
+test("the table of locks in ARCHITECTURE.md names every file that guards a value, and no other", () => {
+  const named = [...read("ARCHITECTURE.md").matchAll(/^\|[^|]* lock \|[^|]*\| `([^`]+)` \|$/gm)];
+  const headers = fs
+    .readdirSync(path.join(root, "src"), { recursive: true })
+    .filter((name) => name.endsWith(".h") && name !== path.join("app", "guarded.h"))
+    .filter((name) => /^ +(mutable )?Guarded</m.test(read(`src/${name}`)));
+  assert.deepEqual(
+    [...new Set(named.map(([, name]) => `${name}.h`))].sort(),
+    headers.map((name) => name.replaceAll(path.sep, "/")).sort(),
+  );
+});
+
 test("the example of --gtest_filter in CONTRIBUTING.md names tests of its program", () => {
   const example = /harbinet_([a-z]+)_tests --gtest_filter='([A-Za-z]+)\*'/.exec(
     read("CONTRIBUTING.md"),
