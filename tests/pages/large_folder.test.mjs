@@ -59,6 +59,14 @@ async function mainThreadSeconds(session) {
   return metrics.find(({ name }) => name === "TaskDuration").value;
 }
 
+// A folder that is made is followed by a refresh.
+function refreshNow(page) {
+  return page.evaluate(() => {
+    document.getElementById("mkdirName").value = "made";
+    document.getElementById("mkdirBtn").click();
+  });
+}
+
 function twoFrames(page) {
   return page.evaluate(
     () =>
@@ -81,6 +89,7 @@ pageTest(
   async ({ page }) => {
     const listed = { items: manyItems() };
     await answerLists(page, listed);
+    await page.route("**/api/mkdir", (route) => route.fulfill({ json: { ok: true } }));
     await page.goto(`${world.program.origin}/`);
     await waitForCount(page, MANY);
     const session = await page.context().newCDPSession(page);
@@ -89,12 +98,14 @@ pageTest(
     for (const [what, change] of CHANGES) {
       const before = await changes();
       const spent = [];
-      // The least of three: what else runs on the machine shall not decide.
-      for (let i = 0; i < 3; i += 1) {
+      // The least of some: what else runs on the machine shall not decide.
+      for (let i = 0; i < 8; i += 1) {
         listed.items = change(listed.items);
         await twoFrames(page);
         const start = await mainThreadSeconds(session);
-        await (await page.waitForResponse("**/api/list**")).finished();
+        const listing = page.waitForResponse("**/api/list**");
+        await refreshNow(page);
+        await (await listing).finished();
         await twoFrames(page);
         spent.push((await mainThreadSeconds(session)) - start);
       }
