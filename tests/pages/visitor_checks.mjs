@@ -12,7 +12,7 @@ export const ODD_NAMES = [
 
 // A browser beside other work takes its time; the page itself looks every five seconds.
 export function eventually(check) {
-  return eventuallyWithin(check, 20000);
+  return eventuallyWithin(check, "", 20000);
 }
 
 export async function sideways(who) {

@@ -1,0 +1,3 @@
+import { journeysIn } from "./engines.mjs";
+
+journeysIn("Chromium");
