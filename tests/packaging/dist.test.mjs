@@ -7,8 +7,9 @@ import addFormats2019 from "ajv-formats-draft2019";
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { createHash } from "node:crypto";
-import { readFileSync, readdirSync, rmSync } from "node:fs";
+import { existsSync, mkdtempSync, readFileSync, readdirSync, rmSync, statSync } from "node:fs";
 import { createRequire } from "node:module";
+import { tmpdir } from "node:os";
 import path from "node:path";
 import { before, test } from "node:test";
 import { fileURLToPath } from "node:url";
@@ -24,13 +25,14 @@ const version = /VERSION ([\d.]+) /.exec(
   readFileSync(path.join(root, "CMakeLists.txt"), "utf8"),
 )[1];
 const portable = `Harbinet-PRO-${version}-portable.zip`;
+const objects = `Harbinet-PRO-${version}-objects.zip`;
 const setup = `Harbinet-PRO-${version}-setup.exe`;
 
 before(() => {
   if (process.env.HARBINET_DIST) return;
   rmSync(dist, { recursive: true, force: true });
   const commit = execFileSync("git", ["rev-parse", "HEAD"], { cwd: root, encoding: "utf8" }).trim();
-  execFileSync(path.join(root, "scripts/release/pack"), [dist], {
+  execFileSync(path.join(root, "scripts/release/pack"), [dist, "--objects"], {
     env: { ...process.env, HARBINET_COMMIT: commit },
   });
 });
@@ -76,6 +78,29 @@ test("the portable archive holds program, first steps and licences, sorted, with
   assert.equal(new Set(rows.map((row) => row[2])).size, 1, "times");
   assert.deepEqual([...new Set(rows.map((row) => row[1]))], ["-rw-r--r--"]);
 });
+
+test(
+  "the object files link to a program of the same size",
+  {
+    skip:
+      !existsSync(path.join(dist, objects)) &&
+      process.env.HARBINET_DIST &&
+      "made without --objects",
+  },
+  () => {
+    const folder = mkdtempSync(path.join(tmpdir(), "relink-"));
+    try {
+      execFileSync("unzip", ["-q", path.join(dist, objects), "-d", folder]);
+      execFileSync("sh", [path.join(folder, "relink.sh")], { cwd: "/" });
+      const released = execFileSync("unzip", ["-p", path.join(dist, portable), "Harbinet.exe"], {
+        maxBuffer: 64 << 20,
+      });
+      assert.equal(statSync(path.join(folder, "Harbinet.exe")).size, released.length);
+    } finally {
+      rmSync(folder, { recursive: true });
+    }
+  },
+);
 
 test("first steps name the version and end their lines as Windows does", () => {
   const text = execFileSync("unzip", ["-p", path.join(dist, portable), "README.txt"]).toString();
