@@ -49,7 +49,7 @@ private:
     bool Show() const;
     void StopTimer() const;
 
-    const System system_;
+    System system_;
     HWND owner_ = nullptr;
     UniqueIcon icon_;
     std::wstring tip_;

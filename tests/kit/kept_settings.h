@@ -26,8 +26,8 @@ public:
 
     // True from Keep to Restore, in this process or an earlier one.
     bool AreKept() const;
-    // False, and everything is as it was, when something cannot be moved: the data folder is in
-    // use, for instance.
+    // False when something cannot be moved, the data folder because it is in use, for instance.
+    // Restore then puts back what was moved before.
     bool Keep();
     // Does nothing when nothing is kept. False when something is still in use; what is kept stays
     // kept then. `leftovers` names the folder that receives the data folder found in the place of

@@ -218,6 +218,7 @@ bool PutAside(Kit& kit, KeptSettings& settings) {
         }
     }
     if (settings.Keep()) return true;
+    settings.Restore({});
     kit.Fail("settings and data folder cannot be put aside: is a file of " +
              WideToUtf8(ProgramPlaces().data_folder) + " open?");
     return false;
