@@ -108,12 +108,12 @@ void SocketChannel::LimitReceiving(milliseconds idle, std::optional<milliseconds
     if (total) deadline_ = Clock::now() + *total;
 }
 
-// SO_SNDBUF is not among the options, on purpose. A program with one blocking send at a time keeps
-// as much in flight as that limit allows, and the right limit depends on delay and bandwidth.
-// Windows finds it for each connection by itself (dynamic send buffering, since Windows 7) unless
-// SO_SNDBUF is set: "SIO_IDEAL_SEND_BACKLOG_QUERY Control Code" in the Windows Sockets reference.
-// The delays that Microsoft's article 823764 tells of, after a send that fills the whole buffer,
-// meet non-blocking sockets only; these here block.
+// SO_SNDBUF is not among the options, on purpose. With one send at a time, blocking or not, the
+// send buffer is what limits the bytes in flight. Since Windows 7 the system sizes it for each
+// connection by delay and bandwidth, and stops doing so when a program sets SO_SNDBUF ("dynamic
+// send buffering": Windows Sockets reference, "SIO_IDEAL_SEND_BACKLOG_QUERY Control Code"). A fixed
+// size above one chunk would be the way out if non-blocking sends were seen to wait for delayed
+// acknowledgements, as Microsoft's article 823764 tells of older systems.
 void SocketChannel::PrepareSend(std::size_t count) {
     if (send_is_prepared_) return;
     sent_ += count;
