@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "files/checked_files.h"
 #include "routes.h"
 #include "support/fake_digest.h"
 #include "support/fake_file_system.h"
@@ -37,6 +38,7 @@ struct Site {
     FakeRandom random;
     FakeRandom share_random;  // apart, so that links do not change the tokens of sessions
     FakeFileSystem files;
+    CheckedFiles checked_files{files};
     WebRoot web_root{L"D:\\Share"};
     EventLog log{FixedLocalTime};
     ShareTable shares{share_random, FakeSha256, TestWallSeconds};
@@ -45,7 +47,7 @@ struct Site {
     LoginService login{credentials, bans, log, TestWallSeconds};
     ServerStatus status{true, 8443};
     const RouteServices services{
-        {{files, web_root, log}, shares}, login, credentials, [this] { return status; }};
+        {{checked_files, web_root, log}, shares}, login, credentials, [this] { return status; }};
     RouteTable table = BuildRoutes(services);
 };
 
