@@ -15,6 +15,10 @@ constexpr milliseconds kDeadlineSlack{100};
 // A socket may count as writable only when much of its buffer is free. Trying again meanwhile
 // serves a slow client from the first free byte on.
 constexpr milliseconds kSendRetry{1000};
+// A client that takes as much in that time is quick. It is more than its own system takes in for
+// one that reads nothing.
+constexpr std::size_t kQuickBytes = std::size_t{256} * 1024;
+constexpr milliseconds kQuickTime{1000};
 constexpr std::size_t kDrainBufferBytes = std::size_t{32} * 1024;
 
 Channel::Result ResultOf(int count) {
@@ -41,8 +45,9 @@ Channel::Result SocketChannel::Receive(std::span<char> buffer) {
 
 Channel::Result SocketChannel::Send(std::string_view bytes) {
     PrepareSend(bytes.size());
+    LimitSendBuffer(bytes.size());
     const Result result = ResultOf(socket_->Send(bytes));
-    if (result.status == Status::kDone) stalled_since_.reset();
+    if (result.status == Status::kDone) CountTaken(result.count);
     return result;
 }
 
@@ -115,13 +120,36 @@ void SocketChannel::LimitReceiving(milliseconds idle, std::optional<milliseconds
 // size above one chunk would be the way out if non-blocking sends were seen to wait for delayed
 // acknowledgements, as Microsoft's article 823764 tells of older systems.
 void SocketChannel::PrepareSend(std::size_t count) {
-    if (send_is_prepared_) return;
-    sent_ += count;
-    if (count <= kShortSendBytes && sent_ <= kShortReplyBytes) return;
+    if (send_is_prepared_ || (count <= kShortSendBytes && sent_ + count <= kShortReplyBytes))
+        return;
     send_is_prepared_ = true;
     // A blocking send ends when everything is taken or its time is over, and leaves the connection
     // in an unknown state then. Here every byte counts that the client takes.
     never_blocks_ = socket_->StopBlocking() == 0;
+}
+
+// A system that holds a lot for a client says for minutes that there is no room, although the
+// client takes bytes all the time. So it holds little until the client has shown that it is quick.
+void SocketChannel::LimitSendBuffer(std::size_t count) {
+    if (buffered_for_ != BufferedFor::kShortReply || sent_ + count <= kUnlimitedReplyBytes) return;
+    buffered_for_ = BufferedFor::kSlowClient;
+    socket_->SetOption(SOL_SOCKET, SO_SNDBUF, kSlowSendBufferBytes);
+    quick_since_ = Clock::now();
+}
+
+void SocketChannel::CountTaken(std::size_t count) {
+    stalled_since_.reset();
+    sent_ += count;
+    if (buffered_for_ != BufferedFor::kSlowClient) return;
+    taken_ += count;
+    if (taken_ < kQuickBytes) return;
+    const auto now = Clock::now();
+    if (now - quick_since_ <= kQuickTime) {
+        buffered_for_ = BufferedFor::kQuickClient;
+        socket_->SetOption(SOL_SOCKET, SO_SNDBUF, kQuickSendBufferBytes);
+    }
+    taken_ = 0;
+    quick_since_ = now;
 }
 
 void SocketChannel::DrainBriefly() {

@@ -110,6 +110,7 @@ export class Harbinet {
   /** What startHarbinet fills in. */
   constructor(prefix, admin) {
     this.prefix = prefix;
+    this.isAdmin = admin;
     this.port = admin ? 443 : 8443;
     this.host = "127.0.0.1";
     this.origin = admin ? `https://${this.host}` : `https://${this.host}:${this.port}`;
@@ -193,11 +194,31 @@ export class Harbinet {
     return readFileSync(`${this.prefix}.log`, "utf8");
   }
 
+  /** Starts the program in its prefix; once more when it has ended. */
+  launch({ args = [], env = {} } = {}) {
+    // Files, not pipes: programs keep the standard handles of their starter for as long as they live.
+    const output = openSync(`${this.prefix}.log`, "a");
+    const launcher = this.isAdmin ? [] : [path.join(release, "start_limited.exe")];
+    const program = spawn(
+      ...system.commandLine(this.prefix, ...launcher, path.join(release, "Harbinet.exe"), ...args),
+      { env: { ...process.env, ...env }, stdio: ["ignore", output, output] },
+    );
+    closeSync(output);
+    this.ended = once(program, "exit").then(([code]) => code);
+  }
+
+  /** Closes the window and waits for the end of the process: its exit code, and how long that took. */
+  async close() {
+    const start = performance.now();
+    const code = Number(await this.probe.ask("close", kStopSeconds));
+    return { code, milliseconds: Math.round(performance.now() - start) };
+  }
+
   /** Closes the window, waits for the process and cleans up. Throws when it did not end well. */
   async stop() {
     let code;
     try {
-      code = Number(await this.probe.ask("close", kStopSeconds));
+      ({ code } = await this.close());
       await this.ended;
     } finally {
       await this.cleanUp();
@@ -286,15 +307,7 @@ export async function startHarbinet({
 
     harbinet.probe = await startProbe(prefix);
 
-    // Files, not pipes: programs keep the standard handles of their starter for as long as they live.
-    const output = openSync(`${prefix}.log`, "w");
-    const launcher = admin ? [] : [path.join(release, "start_limited.exe")];
-    const program = spawn(
-      ...system.commandLine(prefix, ...launcher, path.join(release, "Harbinet.exe"), ...args),
-      { env: { ...process.env, ...env }, stdio: ["ignore", output, output] },
-    );
-    closeSync(output);
-    harbinet.ended = once(program, "exit").then(([code]) => code);
+    harbinet.launch({ args, env });
     if (waitFor !== "nothing") await harbinet.probe.ask("wait-window", kStartSeconds);
     if (waitFor === "server") await harbinet.waitForServer();
     return harbinet;

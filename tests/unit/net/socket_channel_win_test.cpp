@@ -25,6 +25,7 @@ class RecordingCalls final : public SocketCalls {
 public:
     int SetOption(SOCKET socket, int level, int name, DWORD value) override {
         if (name == SO_RCVTIMEO) ++receive_timeouts;
+        if (name == SO_SNDBUF) send_buffers.push_back(value);
         if (level == failing_level && name == failing_option) return SOCKET_ERROR;
         return SocketCalls::SetOption(socket, level, name, value);
     }
@@ -67,6 +68,7 @@ public:
     int failing_level = -1;
     int failing_option = -1;
     int receive_timeouts = 0;
+    std::vector<DWORD> send_buffers;
     int stops_of_blocking = 0;
     bool endless = false;
     int endless_bytes = 0;
@@ -195,8 +197,8 @@ TEST_F(SocketChannelTest, AHeadThatComesAtOnceSetsTheTimeoutOnce) {
 void Fill(SocketChannel& channel) {
     const std::string chunk(1024 * 1024, 'x');
     int refusals_in_a_row = 0;
-    for (int sends = 0; refusals_in_a_row < 5; ++sends) {
-        ASSERT_LT(sends, 500);
+    for (int sends = 0; refusals_in_a_row < 30; ++sends) {
+        ASSERT_LT(sends, 1000);
         if (channel.Send(chunk).status == Status::kDone) {
             refusals_in_a_row = 0;
         } else {
@@ -357,6 +359,35 @@ TEST_F(SocketChannelTest, ASendOfMoreThanOneSegmentStopsTheBlocking) {
     SocketChannel channel = Make();
     channel.Send(std::string(1201, 'x'));
     EXPECT_EQ(calls_.stops_of_blocking, 1);
+}
+
+TEST_F(SocketChannelTest, TheSystemHoldsLittleUntilTheClientIsQuick) {
+    SocketChannel channel = Make();
+    EXPECT_EQ(channel.Send(std::string(65'536, 'x')).status, Status::kDone);
+    EXPECT_THAT(calls_.send_buffers, testing::IsEmpty());
+    channel.Send("x");
+    EXPECT_THAT(calls_.send_buffers, testing::ElementsAre(16 * 1024));
+    std::jthread client([this] { ReceiveText(pair_.client.Get(), 1'000'000); });
+    const std::string chunk(100'000, 'x');
+    for (std::size_t sent = 0; sent < 800'000;) {
+        const Channel::Result result = channel.Send(chunk);
+        sent += result.count;
+        if (result.status == Status::kTryAgain) channel.Wait(Channel::Direction::kSend);
+    }
+    EXPECT_THAT(calls_.send_buffers, testing::ElementsAre(16 * 1024, 2 * 1024 * 1024));
+    pair_.client.Reset();
+}
+
+TEST_F(SocketChannelTest, AClientThatTakesItsTimeIsNotQuick) {
+    SocketChannel channel = Make({.drain = milliseconds(1)});
+    Fill(channel);
+    // A quarter of a mebibyte in more than a second.
+    for (int i = 0; i < 4; ++i) {
+        Sleep(400);
+        ReceiveText(pair_.client.Get(), 65'536);
+        channel.Send(std::string(65'536, 'x'));
+    }
+    EXPECT_THAT(calls_.send_buffers, testing::ElementsAre(16 * 1024));
 }
 
 TEST_F(SocketChannelTest, WithoutAReceiveTimeoutNothingIsReceived) {

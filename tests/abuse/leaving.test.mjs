@@ -1,0 +1,138 @@
+// Closing the window ends the process at once whatever its connections are doing, and a second later it can be started
+// again.
+// @program own
+// @minutes 10
+import assert from "node:assert/strict";
+import fs from "node:fs";
+import path from "node:path";
+import { describe, test } from "node:test";
+
+import {
+  buildRequest,
+  delay,
+  eventually,
+  login,
+  openIdle,
+  openTls,
+  parallel,
+  program,
+} from "../support/client.mjs";
+import { startHarbinet } from "../support/harbinet.mjs";
+import { scratchFolder } from "./attack.mjs";
+
+// On a quiet machine 300 ms are kept; this is what lets a start one second later succeed on any.
+const kMostMilliseconds = 1000;
+
+const webRoot = scratchFolder();
+const kMasterPin = "739164";
+
+// Without a byte on the disk.
+function makeSparseFile(name, bytes) {
+  fs.writeFileSync(path.join(webRoot, name), "");
+  fs.truncateSync(path.join(webRoot, name), bytes);
+}
+makeSparseFile("large.bin", 100_000_000);
+makeSparseFile("half.bin", 1_073_741_824);
+makeSparseFile("other half.bin", 1_000_000_000);
+
+const threads = async () => (await program.resources()).threads;
+
+async function openRequests(count, bytes) {
+  const sockets = [];
+  await parallel(count, 8, async () => {
+    const socket = await openTls();
+    socket.pause();
+    socket.write(bytes);
+    sockets.push(socket);
+  });
+  return sockets;
+}
+
+async function askForArchive(cookie, harbinet, line) {
+  const body = JSON.stringify({ path: "", names: ["half.bin", "other half.bin"] });
+  const sockets = await openRequests(1, buildRequest("POST", "/api/zip", { cookie, body }));
+  await harbinet.waitForMessage(line, { seconds: 60 });
+  return sockets;
+}
+
+const kStates = [
+  { what: "no connection", begin: async () => [] },
+  {
+    what: "1,000 idle connections",
+    async begin() {
+      const before = await threads();
+      const idle = [];
+      await parallel(1000, 20, async () => idle.push(await openIdle()));
+      await eventually(
+        async () => (await threads()) >= before + 1000,
+        "each has its thread",
+        60_000,
+      );
+      return idle;
+    },
+  },
+  {
+    what: "300 downloads whose clients have stopped reading",
+    async begin(cookie) {
+      const before = await threads();
+      const bytes = buildRequest("GET", "/download?path=large.bin", { cookie });
+      const sockets = await openRequests(300, bytes);
+      await eventually(
+        async () => (await threads()) >= before + 300,
+        "each has its thread",
+        60_000,
+      );
+      return sockets;
+    },
+  },
+  {
+    what: "20 uploads in the middle",
+    async begin(cookie, harbinet) {
+      const begun =
+        '--x\r\nContent-Disposition: form-data; name="f"; filename="up.bin"\r\n\r\nthe beginning';
+      const head = buildRequest("POST", "/upload?path=", {
+        cookie,
+        headers: { "Content-Type": "multipart/form-data; boundary=x", "Content-Length": 1e9 },
+      });
+      const sockets = await openRequests(20, Buffer.concat([head, Buffer.from(begun)]));
+      await harbinet.waitForMessage(/^UPLOAD {2}.*up\.bin$/);
+      return sockets;
+    },
+  },
+  {
+    what: "an archive of 2 GiB in the making",
+    begin: (cookie, harbinet) => askForArchive(cookie, harbinet, /^ZIP {5}precheck ok/),
+  },
+  {
+    what: "an archive of 2 GiB on its way",
+    begin: (cookie, harbinet) => askForArchive(cookie, harbinet, /^ZIP {5}created/),
+  },
+];
+
+describe("closing the window", () => {
+  for (const { what, begin } of kStates) {
+    test(`with ${what} ends the process at once`, { timeout: 180_000 }, async () => {
+      const harbinet = await startHarbinet({ webRoot, masterPin: kMasterPin });
+      try {
+        program.attach(harbinet);
+        program.pin = kMasterPin;
+        const sockets = await begin(await login(), harbinet);
+        const { code, milliseconds } = await harbinet.close();
+        await harbinet.ended;
+        for (const socket of sockets) socket.destroy();
+        console.log(`# ${what}: ${milliseconds} ms`);
+        assert.equal(code, 0);
+        assert.ok(milliseconds <= kMostMilliseconds, `${milliseconds} ms`);
+
+        await delay(1000 - milliseconds);
+        harbinet.launch();
+        await harbinet.waitForServer();
+        await harbinet.stop();
+      } catch (error) {
+        await harbinet.cleanUp();
+        error.message += `\n${harbinet.output}`;
+        throw error;
+      }
+    });
+  }
+});
