@@ -1,6 +1,16 @@
 #include "files/buffered_writer.h"
 
+#include <new>
+
 namespace harbinet {
+
+BufferedWriter::~BufferedWriter() {
+    try {
+        Close();
+    } catch (const std::bad_alloc&) {
+        // Most likely on the way out of a connection that has run out of memory already.
+    }
+}
 
 bool BufferedWriter::Write(std::string_view bytes) {
     if (pending_.size() + bytes.size() > kWriteBlockBytes && !Flush()) return false;

@@ -17,8 +17,8 @@ class BufferedWriter {
 public:
     // `file` is not null.
     explicit BufferedWriter(std::unique_ptr<WritableFile> file) : file_(std::move(file)) {}
-    // As Close: whatever ends the writing, what was accepted is in the file.
-    ~BufferedWriter() { Close(); }
+    // As Close: whatever ends the writing, what was accepted is in the file, as far as memory goes.
+    ~BufferedWriter();
     BufferedWriter(const BufferedWriter&) = delete;
     BufferedWriter& operator=(const BufferedWriter&) = delete;
 
