@@ -253,13 +253,6 @@ TEST_F(FileSystemWinTest, HiddenAndSystemFilesAreReplacedAndStayWhatTheyAre) {
     }
 }
 
-TEST_F(FileSystemWinTest, AReadOnlyFileIsNotReplaced) {
-    Put(Path(L"f"), "kept");
-    SetFileAttributesW(Path(L"f").c_str(), FILE_ATTRIBUTE_READONLY);
-    EXPECT_FALSE(Put(Path(L"f"), "new"));
-    EXPECT_EQ(Get(Path(L"f")), "kept");
-}
-
 TEST_F(FileSystemWinTest, APathWithANulNamesNothing) {
     Put(Path(L"f"), "x");
     const std::wstring path = Path(L"f") + std::wstring(L"\0.txt", 5);
