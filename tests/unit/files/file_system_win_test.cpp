@@ -194,8 +194,8 @@ TEST_F(FileSystemWinTest, TwoUploadsOfOneNameWriteTheSameFile) {
         EXPECT_TRUE(first->Write("first"));
         EXPECT_TRUE(second->Write("2nd"));
     }
-    // The second is closed first here; both wrote from the start of the file.
-    EXPECT_EQ(Get(Path(L"f")), "first");
+    // Both wrote from the start of the file, at once.
+    EXPECT_EQ(Get(Path(L"f")), "2ndst");
 }
 
 TEST_F(FileSystemWinTest, AFileThatAnotherProgramLocksCannotBeOpened) {
