@@ -74,7 +74,7 @@ async function takeSharedFolder(browser, page, harbinet) {
   await picture(guest, "shared-folder");
 }
 
-const ENGINES = {
+const kEngines = {
   chromium: (own) => openPuppeteer("chromium", own),
   firefox: (own) => openPuppeteer("firefox", own),
   webkit: openWebKit,
@@ -86,7 +86,7 @@ function hasListing() {
 
 async function takePhone(name, harbinet) {
   const own = fs.mkdtempSync(path.join(os.tmpdir(), "harbinet-phone-"));
-  const engine = await ENGINES[name](own);
+  const engine = await kEngines[name](own);
   try {
     const phone = await engine.visit({ hasTouch: true });
     await phone.open(`${harbinet.origin}/`);
@@ -96,7 +96,7 @@ async function takePhone(name, harbinet) {
     await phone.resize(390, 720);
     await eventually(async () => assert.ok(await phone.evaluate(hasListing)));
     await phone.press('[aria-label="Select Shopping list.txt"]');
-    await phone.picture(path.join(IMAGES, `phone-${name}.png`));
+    await phone.picture(path.join(kImages, `phone-${name}.png`));
     await phone.close();
   } finally {
     await engine.close();
@@ -114,7 +114,7 @@ try {
   await takeLogin(page, harbinet);
   await takeFileManager(page, harbinet);
   await takeSharedFolder(browser, page, harbinet);
-  for (const name of Object.keys(ENGINES)) {
+  for (const name of Object.keys(kEngines)) {
     await takePhone(name, harbinet);
   }
 } finally {

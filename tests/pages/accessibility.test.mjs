@@ -9,7 +9,7 @@ import {
   openFileManager,
   openSharedFolder,
   pageTest,
-  PHONE,
+  kPhone,
   picked,
   rootNames,
   useWorld,
@@ -20,10 +20,10 @@ import {
 
 useWorld();
 
-const AXE = fs.readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
+const kAxe = fs.readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 
 // What the pages' own design decides, with its values: these colours and this level of the heading stay.
-const DESIGNED = {
+const kDesigned = {
   "color-contrast": [
     ["#uploadTitle", "#ffffff on #66b2ff"],
     ["#dropTitle", "#ffffff on #66b2ff"],
@@ -40,14 +40,14 @@ const DESIGNED = {
 function isDesigned(rule, node) {
   const [target] = node.target;
   const colours = node.any.find(({ id }) => id === "color-contrast")?.data;
-  return (DESIGNED[rule] ?? []).some(([selector, value]) => {
+  return (kDesigned[rule] ?? []).some(([selector, value]) => {
     const isElement = target === selector || target.split(/[ >]+/).at(-1).startsWith(selector);
     return isElement && (!colours || value === `${colours.fgColor} on ${colours.bgColor}`);
   });
 }
 
 async function assertNoViolation(page) {
-  await page.evaluate(AXE);
+  await page.evaluate(kAxe);
   const { violations, passes } = await page.evaluate(() => globalThis.axe.run());
   assert.ok(passes.length > 10, `${passes.length} rules passed`);
   const found = violations.flatMap(({ id, nodes }) =>
@@ -58,11 +58,11 @@ async function assertNoViolation(page) {
   assert.deepEqual(found, []);
 }
 
-const FILES = { "a.txt": "alpha", "b.txt": "beta", "Photos/c.txt": "c", "S/one.txt": "1" };
-const MANY = Object.fromEntries(
+const kFiles = { "a.txt": "alpha", "b.txt": "beta", "Photos/c.txt": "c", "S/one.txt": "1" };
+const kMany = Object.fromEntries(
   Array.from({ length: 300 }, (_, i) => [`S/file ${i}.txt`, String(i)]),
 );
-const FOREVER = () => {};
+const kForever = () => {};
 
 const openLogin = (page) => page.goto(`${world.program.origin}/`);
 const openShared = (page) => openSharedFolder(page, "S");
@@ -74,12 +74,12 @@ async function openInner(page) {
 }
 
 // page, state, files, session, how to get there
-const STATES = [
-  ["login page", "as it opens", FILES, false, openLogin],
+const kStates = [
+  ["login page", "as it opens", kFiles, false, openLogin],
   [
     "login page",
     "with an error",
-    FILES,
+    kFiles,
     false,
     async (page) => {
       await openLogin(page);
@@ -87,11 +87,11 @@ const STATES = [
     },
   ],
   ["file manager", "without a file", {}, true, openFileManager],
-  ["file manager", "with a few files", FILES, true, openFileManager],
+  ["file manager", "with a few files", kFiles, true, openFileManager],
   [
     "file manager",
     "with 300 rows below a folder",
-    MANY,
+    kMany,
     true,
     async (page) => {
       await openInner(page);
@@ -101,7 +101,7 @@ const STATES = [
   [
     "file manager",
     "with a selection and picked files",
-    FILES,
+    kFiles,
     true,
     async (page) => {
       await openFileManager(page);
@@ -112,19 +112,19 @@ const STATES = [
   [
     "file manager",
     "with the transfer dialog",
-    FILES,
+    kFiles,
     true,
     async (page) => {
       await openFileManager(page);
       await select(page, "a.txt");
-      await page.route("**/api/zip", FOREVER);
+      await page.route("**/api/zip", kForever);
       await page.locator("#zipBtn").click();
     },
   ],
   [
     "file manager",
     "with a failed upload",
-    FILES,
+    kFiles,
     true,
     async (page) => {
       await openFileManager(page);
@@ -135,11 +135,11 @@ const STATES = [
     },
   ],
   ["shared folder", "without a file", { "S/": null }, false, openShared],
-  ["shared folder", "with 300 rows", MANY, false, openShared],
+  ["shared folder", "with 300 rows", kMany, false, openShared],
   [
     "shared folder",
     "with a selection",
-    FILES,
+    kFiles,
     false,
     async (page) => {
       await openShared(page);
@@ -149,7 +149,7 @@ const STATES = [
   [
     "shared folder",
     "with a failed upload",
-    FILES,
+    kFiles,
     false,
     async (page) => {
       await openShared(page);
@@ -161,14 +161,14 @@ const STATES = [
   ],
 ];
 
-for (const [name, state, files, session, open] of STATES) {
+for (const [name, state, files, session, open] of kStates) {
   pageTest(
     `axe finds nothing wrong with the ${name} ${state}, wide or narrow`,
     { files, session, problems: /Failed to load resource/ },
     async ({ page }) => {
       await open(page);
       await assertNoViolation(page);
-      await page.setViewportSize(PHONE.viewport);
+      await page.setViewportSize(kPhone.viewport);
       await assertNoViolation(page);
     },
   );
@@ -197,7 +197,7 @@ function isHidden(page) {
 
 pageTest(
   "the keyboard alone logs in and does everything in the file manager",
-  { session: false, files: FILES },
+  { session: false, files: kFiles },
   async ({ page, dialogs }) => {
     await openLogin(page);
     await tabTo(page, "textbox", "Enter PIN");
@@ -346,7 +346,7 @@ pageTest(
       "checkbox Select b.txt (checked)",
       "button Download ZIP",
     ]);
-    await page.route("**/api/zip", FOREVER);
+    await page.route("**/api/zip", kForever);
     await page.getByRole("button", { name: "Download ZIP" }).click();
     await assertTold(page, [
       "dialog Download ZIP",

@@ -4,11 +4,11 @@
 import assert from "node:assert/strict";
 import { pick, select } from "./transfer_probe.mjs";
 import {
-  DESKTOP,
+  kDesktop,
   openFileManager,
   openSharedFolder,
   pageTest,
-  PHONE,
+  kPhone,
   picked,
   rowOf,
   transfer,
@@ -20,14 +20,14 @@ import { sticksOut } from "./visitor_checks.mjs";
 
 useWorld();
 
-const FILES = { "a.txt": "alpha", "Photos/c.txt": "c" };
-const VIEW = { files: FILES };
-const FOREVER = () => {};
-const SMALL_PHONE = { ...PHONE, viewport: { width: 360, height: 740 } };
+const kFiles = { "a.txt": "alpha", "Photos/c.txt": "c" };
+const kView = { files: kFiles };
+const kForever = () => {};
+const kSmallPhone = { ...kPhone, viewport: { width: 360, height: 740 } };
 
 const openLogin = (page) => page.goto(`${world.program.origin}/`);
 const openPhotos = (page) => openSharedFolder(page, "Photos");
-const PAGES = [
+const kPages = [
   ["login page", openLogin, false],
   ["file manager", openFileManager, true],
   ["shared folder", openPhotos, false],
@@ -67,10 +67,10 @@ function contrast(one, two) {
   return (light + 0.05) / (dark + 0.05);
 }
 
-for (const [name, open, session] of PAGES) {
+for (const [name, open, session] of kPages) {
   pageTest(
     `the focus ring is seen on every control of the ${name}`,
-    { ...VIEW, session },
+    { ...kView, session },
     async ({ page }) => {
       await open(page);
       if (name !== "login page") {
@@ -95,7 +95,7 @@ for (const [name, open, session] of PAGES) {
   );
 }
 
-pageTest("the focus ring is seen on the head of the table", VIEW, async ({ page }) => {
+pageTest("the focus ring is seen on the head of the table", kView, async ({ page }) => {
   await openFileManager(page);
   await page.locator("#deleteSelectedBtn").focus();
   await page.keyboard.press("Tab");
@@ -106,13 +106,13 @@ pageTest("the focus ring is seen on the head of the table", VIEW, async ({ page 
 });
 
 for (const [device, context] of [
-  ["a phone", PHONE],
-  ["a tablet", { ...PHONE, viewport: { width: 1024, height: 768 } }],
+  ["a phone", kPhone],
+  ["a tablet", { ...kPhone, viewport: { width: 1024, height: 768 } }],
 ]) {
-  for (const [name, open, session] of PAGES) {
+  for (const [name, open, session] of kPages) {
     pageTest(
       `no field of the ${name} makes ${device} zoom in`,
-      { ...VIEW, session, context },
+      { ...kView, session, context },
       async ({ page }) => {
         await open(page);
         const sizes = await page
@@ -161,7 +161,7 @@ pageTest(
   },
 );
 
-pageTest("the file manager has one heading of the first level", VIEW, async ({ page }) => {
+pageTest("the file manager has one heading of the first level", kView, async ({ page }) => {
   await openFileManager(page);
   const heading = page.getByRole("heading", { level: 1 });
   assert.equal(await heading.count(), 1);
@@ -178,7 +178,7 @@ pageTest("the file manager has one heading of the first level", VIEW, async ({ p
 async function openTransfer(page) {
   await openFileManager(page);
   await select(page, "a.txt");
-  await page.route("**/api/zip", FOREVER);
+  await page.route("**/api/zip", kForever);
   await page.locator("#zipBtn").click();
   assert.equal((await transfer(page)).open, true);
 }
@@ -212,7 +212,7 @@ async function coloursOfBar(page) {
 }
 
 for (const colorScheme of ["light", "dark"]) {
-  pageTest(`the progress bar is seen in forced ${colorScheme} colours`, VIEW, async ({ page }) => {
+  pageTest(`the progress bar is seen in forced ${colorScheme} colours`, kView, async ({ page }) => {
     await page.emulateMedia({ forcedColors: "active", reducedMotion: "reduce", colorScheme });
     await openTransfer(page);
     const colours = await coloursOfBar(page);
@@ -242,7 +242,7 @@ function transitions() {
   return found;
 }
 
-pageTest("nothing moves by itself where less motion is wanted", VIEW, async ({ page }) => {
+pageTest("nothing moves by itself where less motion is wanted", kView, async ({ page }) => {
   await openFileManager(page);
   const bar = "#xferBar::-webkit-progress-value";
   assert.deepEqual(await page.evaluate(transitions), [`${bar} 150ms`]);
@@ -250,7 +250,7 @@ pageTest("nothing moves by itself where less motion is wanted", VIEW, async ({ p
   assert.deepEqual(await page.evaluate(transitions), [`${bar} 150ms`, `${bar} 0s`]);
 });
 
-const ODD = {
+const kOdd = {
   "Folder/": null,
   [`${"W".repeat(251)}.txt`]: "long",
   "שלום עולם - مرحبا 123.txt": "right to left",
@@ -260,18 +260,18 @@ const ODD = {
 };
 
 for (const [device, context] of [
-  ["at 360 px", SMALL_PHONE],
+  ["at 360 px", kSmallPhone],
   ["at twice the size", { viewport: { width: 640, height: 400 }, deviceScaleFactor: 2 }],
-  ["on a desktop", DESKTOP],
+  ["on a desktop", kDesktop],
 ]) {
   pageTest(
     `the oddest names fit into the file manager ${device}`,
-    { files: ODD, context },
+    { files: kOdd, context },
     async ({ page }) => {
       await openFileManager(page);
       await waitForRows(
         page,
-        Object.keys(ODD).map((name) => name.replace("/", "")),
+        Object.keys(kOdd).map((name) => name.replace("/", "")),
       );
       assert.equal(
         await page.evaluate(() => document.documentElement.scrollWidth),
@@ -291,7 +291,7 @@ for (const [device, context] of [
     {
       session: false,
       context,
-      files: Object.fromEntries(Object.entries(ODD).map(([name, text]) => [`S/${name}`, text])),
+      files: Object.fromEntries(Object.entries(kOdd).map(([name, text]) => [`S/${name}`, text])),
     },
     async ({ page }) => {
       await openSharedFolder(page, "S");
@@ -321,10 +321,10 @@ pageTest(
   },
 );
 
-for (const [name, open, session] of PAGES) {
+for (const [name, open, session] of kPages) {
   pageTest(
     `the ${name} comes with one request, below 40 KB, and nothing jumps`,
-    { ...VIEW, session },
+    { ...kView, session },
     async ({ page }) => {
       const requests = [];
       page.on("request", (request) => {
@@ -363,9 +363,9 @@ for (const [name, open, session] of PAGES) {
 
 pageTest(
   "what stands below a listing that does not come is shown all the same",
-  VIEW,
+  kView,
   async ({ page }) => {
-    await page.route("**/api/list**", FOREVER);
+    await page.route("**/api/list**", kForever);
     await openLogin(page);
     await page.locator("#mkdirName").waitFor({ state: "visible" });
   },

@@ -2,7 +2,7 @@
 
 import { chromium } from "playwright-core";
 
-const CHROMIUM_FLAGS = [
+const kChromiumFlags = [
   "--no-sandbox",
   "--disable-gpu",
   "--disable-quic",
@@ -13,15 +13,15 @@ const CHROMIUM_FLAGS = [
 ];
 
 // Windows comes with Edge.
-const INSTALLED =
+const kInstalled =
   process.platform === "win32"
     ? { channel: process.env.BROWSER_CHANNEL ?? "msedge" }
     : { executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium" };
 
 export function launchChromium(options = {}) {
   return chromium.launch({
-    ...INSTALLED,
-    args: CHROMIUM_FLAGS,
+    ...kInstalled,
+    args: kChromiumFlags,
     ...options,
   });
 }

@@ -5,7 +5,7 @@ import fs from "node:fs";
 import path from "node:path";
 import puppeteer from "puppeteer-core";
 
-const LAUNCH = {
+const kLaunch = {
   chromium: () => ({
     browser: "chrome",
     executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
@@ -119,7 +119,7 @@ export async function openPuppeteer(name, folder) {
   const downloads = path.join(folder, "downloads");
   fs.mkdirSync(downloads, { recursive: true });
   const browser = await puppeteer.launch({
-    ...LAUNCH[name](folder),
+    ...kLaunch[name](folder),
     headless: true,
     acceptInsecureCerts: true,
     userDataDir: path.join(folder, "profile"),

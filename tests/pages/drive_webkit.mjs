@@ -8,8 +8,8 @@ import path from "node:path";
 import { Builder, By, Capabilities, error, Key, until } from "selenium-webdriver";
 import { Command } from "selenium-webdriver/lib/command.js";
 
-const BROWSER = "/usr/lib/x86_64-linux-gnu/webkit2gtk-4.1/MiniBrowser";
-const WAIT_MS = 20000;
+const kBrowser = "/usr/lib/x86_64-linux-gnu/webkit2gtk-4.1/MiniBrowser";
+const kWaitMs = 20000;
 
 function freePort() {
   return new Promise((resolve, reject) => {
@@ -44,7 +44,7 @@ async function startDriver(folder) {
     child.on("exit", resolve);
   });
   const address = `http://127.0.0.1:${port}`;
-  const end = Date.now() + WAIT_MS;
+  const end = Date.now() + kWaitMs;
   for (;;) {
     try {
       await fetch(`${address}/status`);
@@ -96,8 +96,8 @@ class Visitor {
   }
 
   async visible(selector) {
-    const element = await this.driver.wait(until.elementLocated(By.css(selector)), WAIT_MS);
-    await this.driver.wait(until.elementIsVisible(element), WAIT_MS);
+    const element = await this.driver.wait(until.elementLocated(By.css(selector)), kWaitMs);
+    await this.driver.wait(until.elementIsVisible(element), kWaitMs);
     return element;
   }
 
@@ -134,7 +134,7 @@ class Visitor {
         if (failure instanceof error.ElementNotInteractableError) return false;
         throw failure;
       }
-    }, WAIT_MS);
+    }, kWaitMs);
   }
 
   async write(selector, text) {
@@ -164,7 +164,7 @@ class Visitor {
       };
     });
     await act();
-    const dialog = await this.driver.wait(until.alertIsPresent(), WAIT_MS);
+    const dialog = await this.driver.wait(until.alertIsPresent(), kWaitMs);
     const text = await dialog.getText();
     await dialog.accept();
     const value = await this.evaluate(() => window.proposed ?? "");
@@ -203,7 +203,7 @@ function capabilities() {
     browserName: "MiniBrowser",
     acceptInsecureCerts: true,
     unhandledPromptBehavior: "ignore",
-    "webkitgtk:browserOptions": { binary: BROWSER, args: ["--automation"] },
+    "webkitgtk:browserOptions": { binary: kBrowser, args: ["--automation"] },
   });
 }
 

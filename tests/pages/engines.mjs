@@ -23,14 +23,14 @@ import {
 import {
   assertFits,
   eventually,
-  ODD_NAMES,
+  kOddNames,
   sideways,
   statusOf,
   sticksOut,
 } from "./visitor_checks.mjs";
 
-const NAMES = ["it's 1 + 1.txt", "Grüße #2 & 100%.txt", "party \u{1f389}.txt", "two  blanks.txt"];
-const TWENTY = Array.from({ length: 20 }, (_, i) => `file ${i}.txt`);
+const kNames = ["it's 1 + 1.txt", "Grüße #2 & 100%.txt", "party \u{1f389}.txt", "two  blanks.txt"];
+const kTwenty = Array.from({ length: 20 }, (_, i) => `file ${i}.txt`);
 
 let engine;
 let folder;
@@ -142,10 +142,10 @@ function loginTests(name) {
 
 function transferTests(name) {
   test(`${name} uploads twenty files at once from the picker`, async () => {
-    await upload(makeFiles(...TWENTY));
-    await eventuallyNames(TWENTY);
+    await upload(makeFiles(...kTwenty));
+    await eventuallyNames(kTwenty);
     await dialogHidden();
-    for (const file of TWENTY) {
+    for (const file of kTwenty) {
       assert.equal(fs.readFileSync(rootPath(file), "utf8"), `content of ${file}`);
     }
     assert.equal(await textOf("#fileLabel"), "No files selected");
@@ -157,17 +157,17 @@ function transferTests(name) {
   });
 
   test(`${name} uploads and lists names of every kind as they are`, async () => {
-    await upload(makeFiles(...NAMES));
-    await eventuallyNames([...NAMES, "new.txt"]);
+    await upload(makeFiles(...kNames));
+    await eventuallyNames([...kNames, "new.txt"]);
     await dialogHidden();
-    assert.deepEqual(rootNames(), [...NAMES, "new.txt"].sort());
+    assert.deepEqual(rootNames(), [...kNames, "new.txt"].sort());
     const lines = await visitor.evaluate(() => document.getElementById("rows").innerText);
     assert.ok(lines.includes("two  blanks.txt"), lines);
   });
 
   test(`${name} downloads a file and stays on the page`, async () => {
-    await visitor.press(labelled(`Download this file: ${NAMES[0]}`));
-    assert.equal((await downloaded(NAMES[0])).toString(), `content of ${NAMES[0]}`);
+    await visitor.press(labelled(`Download this file: ${kNames[0]}`));
+    assert.equal((await downloaded(kNames[0])).toString(), `content of ${kNames[0]}`);
     await dialogHidden();
     assert.equal(await visitor.evaluate(() => document.title), "Harbinet PRO - File Manager");
   });
@@ -176,8 +176,8 @@ function transferTests(name) {
     await visitor.press("#selAll");
     await visitor.press("#zipBtn");
     const entries = readStoredZip(await downloaded("download.zip"));
-    assert.deepEqual(Object.keys(entries).sort(), [...NAMES, "new.txt"].sort());
-    assert.equal(entries[NAMES[2]].toString(), `content of ${NAMES[2]}`);
+    assert.deepEqual(Object.keys(entries).sort(), [...kNames, "new.txt"].sort());
+    assert.equal(entries[kNames[2]].toString(), `content of ${kNames[2]}`);
     await dialogHidden();
   });
 
@@ -186,11 +186,11 @@ function transferTests(name) {
     if (!(await visitor.evaluate(() => document.getElementById("selAll").checked))) {
       await visitor.press("#selAll");
     }
-    await visitor.press(labelled(`Select ${NAMES[1]}`));
-    await visitor.press(labelled(`Select ${NAMES[2]}`));
-    await visitor.press(labelled(`Select ${NAMES[3]}`));
+    await visitor.press(labelled(`Select ${kNames[1]}`));
+    await visitor.press(labelled(`Select ${kNames[2]}`));
+    await visitor.press(labelled(`Select ${kNames[3]}`));
     await visitor.press("#downloadAllBtn");
-    assert.equal((await downloaded(NAMES[0])).toString(), `content of ${NAMES[0]}`);
+    assert.equal((await downloaded(kNames[0])).toString(), `content of ${kNames[0]}`);
     assert.equal((await downloaded("new.txt")).toString(), "new");
     await dialogHidden();
   });
@@ -317,12 +317,12 @@ function folderTests(name) {
 function phoneTests(name) {
   test(`${name} fits the file manager and its oddest names into 360 to 414 px`, async () => {
     fillRoot({ "Folder/": null, "two  blanks.txt": "2" });
-    addToRoot(Object.fromEntries(ODD_NAMES.map((odd) => [odd, "x".repeat(1100)])));
+    addToRoot(Object.fromEntries(kOddNames.map((odd) => [odd, "x".repeat(1100)])));
     await withGuest({ hasTouch: true }, async (phone) => {
       await logInByHand(phone);
       for (const width of [360, 375, 390, 414]) {
         await assertFits(phone, width);
-        await eventuallyNames(["Folder", "two  blanks.txt", ...ODD_NAMES], phone);
+        await eventuallyNames(["Folder", "two  blanks.txt", ...kOddNames], phone);
         assert.ok((await sideways(phone)) <= 0);
         assert.deepEqual(await phone.evaluate(sticksOut), []);
       }
@@ -331,7 +331,7 @@ function phoneTests(name) {
       );
       assert.equal(zone, "none");
       await upload(makeFiles("from the phone.txt"), phone);
-      const names = ["Folder", "two  blanks.txt", "from the phone.txt", ...ODD_NAMES];
+      const names = ["Folder", "two  blanks.txt", "from the phone.txt", ...kOddNames];
       await eventuallyNames(names, phone);
       await dialogHidden(phone);
       await phone.press(labelled("Download this file: from the phone.txt"));
@@ -354,7 +354,7 @@ function phoneTests(name) {
 
   test(`${name} fits the other pages into 360 to 414 px`, async () => {
     fillRoot({ "S/two  blanks.txt": "2" });
-    addToRoot(Object.fromEntries(ODD_NAMES.map((odd) => [`S/${odd}`, "x"])));
+    addToRoot(Object.fromEntries(kOddNames.map((odd) => [`S/${odd}`, "x"])));
     await visitor.open(`${world.program.origin}/`);
     await eventuallyNames(["S"]);
     const link = await folderLink("S");
@@ -364,7 +364,7 @@ function phoneTests(name) {
       await phone.open(link);
       for (const width of [360, 375, 390, 414]) {
         await assertFits(phone, width);
-        await eventuallyNames(["two  blanks.txt", ...ODD_NAMES], phone);
+        await eventuallyNames(["two  blanks.txt", ...kOddNames], phone);
         assert.ok((await sideways(phone)) <= 0);
         assert.deepEqual(await phone.evaluate(sticksOut), []);
       }

@@ -6,7 +6,7 @@ import {
   hold,
   playProgress,
   select,
-  WATCH_REQUESTS,
+  kWatchRequests,
 } from "./transfer_probe.mjs";
 import {
   openFileManager,
@@ -22,12 +22,12 @@ import {
 
 useWorld();
 
-const VIEW = { files: { "a.txt": "alpha", "b.txt": "beta!", "Photos/c.txt": "see" } };
-const CLOCK = { ...VIEW, clock: true };
-const REFUSED = { ...VIEW, problems: /Failed to load resource/ };
-const WATCHED = { ...CLOCK, init: WATCH_REQUESTS };
+const kView = { files: { "a.txt": "alpha", "b.txt": "beta!", "Photos/c.txt": "see" } };
+const kClock = { ...kView, clock: true };
+const kRefused = { ...kView, problems: /Failed to load resource/ };
+const kWatched = { ...kClock, init: kWatchRequests };
 
-pageTest("one file is downloaded while the page stays", CLOCK, async ({ page }) => {
+pageTest("one file is downloaded while the page stays", kClock, async ({ page }) => {
   await openFileManager(page);
   const [download] = await Promise.all([
     page.waitForEvent("download"),
@@ -47,7 +47,7 @@ pageTest("one file is downloaded while the page stays", CLOCK, async ({ page }) 
   assert.equal(await page.title(), "Harbinet PRO - File Manager");
 });
 
-pageTest("a file below a folder is asked for with its whole path", VIEW, async ({ page }) => {
+pageTest("a file below a folder is asked for with its whole path", kView, async ({ page }) => {
   await openFileManager(page);
   await page.getByRole("link", { name: "Photos" }).click();
   await waitForRows(page, ["c.txt"]);
@@ -59,7 +59,7 @@ pageTest("a file below a folder is asked for with its whole path", VIEW, async (
   assert.equal(fs.readFileSync(await download.path(), "utf8"), "see");
 });
 
-pageTest("the checked files are downloaded one after the other", CLOCK, async ({ page }) => {
+pageTest("the checked files are downloaded one after the other", kClock, async ({ page }) => {
   await openFileManager(page);
   await select(page, "a.txt", "b.txt");
   const first = page.waitForEvent("download");
@@ -101,7 +101,7 @@ pageTest("the checked files are downloaded one after the other", CLOCK, async ({
   await assertHidesAfter(page, 1200);
 });
 
-pageTest("a ZIP is announced with its count", WATCHED, async ({ page }) => {
+pageTest("a ZIP is announced with its count", kWatched, async ({ page }) => {
   await openFileManager(page);
   await hold(page);
   await select(page, "a.txt", "b.txt");
@@ -131,7 +131,7 @@ for (const [what, progress, bar, text, detail] of [
     "2.5 MB received",
   ],
 ]) {
-  pageTest(`ZIP progress ${what} reads "${text}"`, WATCHED, async ({ page }) => {
+  pageTest(`ZIP progress ${what} reads "${text}"`, kWatched, async ({ page }) => {
     await openFileManager(page);
     await hold(page);
     await select(page, "a.txt");
@@ -145,7 +145,7 @@ for (const [what, progress, bar, text, detail] of [
 pageTest(
   "a ZIP is saved as download.zip and its address released",
   {
-    ...CLOCK,
+    ...kClock,
     init: () => {
       globalThis.released = [];
       const release = URL.revokeObjectURL;
@@ -190,7 +190,7 @@ for (const [what, answer, detail] of [
 ]) {
   pageTest(
     `a ZIP refused with ${what} shows "${detail}" until it is closed`,
-    { ...REFUSED, clock: true },
+    { ...kRefused, clock: true },
     async ({ page }) => {
       await openFileManager(page);
       await page.route("**/api/zip", (route) => route.fulfill(answer));
@@ -205,7 +205,7 @@ for (const [what, answer, detail] of [
 
 pageTest(
   "the program's refusal of a ZIP is shown in its own words",
-  { ...REFUSED, clock: true },
+  { ...kRefused, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     await select(page, "a.txt");
@@ -218,7 +218,7 @@ pageTest(
 
 pageTest(
   "a network error during a ZIP is shown until it is closed",
-  { ...REFUSED, clock: true },
+  { ...kRefused, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     await page.route("**/api/zip", (route) => route.abort());

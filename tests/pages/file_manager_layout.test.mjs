@@ -1,9 +1,9 @@
 import assert from "node:assert/strict";
 import {
-  DESKTOP,
+  kDesktop,
   openFileManager,
   pageTest,
-  PHONE,
+  kPhone,
   rowOf,
   sizeOf,
   styleOf,
@@ -12,19 +12,19 @@ import {
 
 useWorld();
 
-const FILES = { "a.txt": "alpha", "Photos/": null };
-const VIEW = { files: FILES };
+const kFiles = { "a.txt": "alpha", "Photos/": null };
+const kView = { files: kFiles };
 
 function textOf(page, selector) {
   return page.locator(selector).textContent();
 }
 
-pageTest("the file manager has its title", VIEW, async ({ page }) => {
+pageTest("the file manager has its title", kView, async ({ page }) => {
   await openFileManager(page);
   assert.equal(await page.title(), "Harbinet PRO - File Manager");
 });
 
-pageTest("the header bar names the protocol and the program", VIEW, async ({ page }) => {
+pageTest("the header bar names the protocol and the program", kView, async ({ page }) => {
   await openFileManager(page);
   assert.equal(await textOf(page, "#proto"), "HTTPS");
   const bar = page.locator("header");
@@ -37,7 +37,7 @@ pageTest("the header bar names the protocol and the program", VIEW, async ({ pag
   ]);
 });
 
-pageTest("the page has its font, padding and colours", VIEW, async ({ page }) => {
+pageTest("the page has its font, padding and colours", kView, async ({ page }) => {
   await openFileManager(page);
   const names = ["font-family", "padding", "background-color", "color"];
   assert.deepEqual(await styleOf(page.locator("body"), ...names), [
@@ -48,7 +48,7 @@ pageTest("the page has its font, padding and colours", VIEW, async ({ page }) =>
   ]);
 });
 
-pageTest("the three boxes have their titles, blanks included", VIEW, async ({ page }) => {
+pageTest("the three boxes have their titles, blanks included", kView, async ({ page }) => {
   await openFileManager(page);
   assert.deepEqual(await page.locator(".boxTitle").allTextContents(), [
     " Upload - Explorer",
@@ -57,7 +57,7 @@ pageTest("the three boxes have their titles, blanks included", VIEW, async ({ pa
   ]);
 });
 
-pageTest("the three boxes have their measures and colours", VIEW, async ({ page }) => {
+pageTest("the three boxes have their measures and colours", kView, async ({ page }) => {
   await openFileManager(page);
   for (const box of await page.locator(".box").all()) {
     assert.deepEqual(await sizeOf(box), [368, 106]);
@@ -75,7 +75,7 @@ pageTest("the three boxes have their measures and colours", VIEW, async ({ page 
 
 pageTest(
   "the boxes wrap when the window is narrow",
-  { ...VIEW, context: { viewport: { width: 800, height: 700 } } },
+  { ...kView, context: { viewport: { width: 800, height: 700 } } },
   async ({ page }) => {
     await openFileManager(page);
     const tops = await page
@@ -99,7 +99,7 @@ for (const [selector, text, tooltip] of [
   [".newFolder button", "Create folder", "Create a new folder in this directory."],
   ["#dropzone", "Drop files here", "Drop files here to upload immediately"],
 ]) {
-  pageTest(`"${text}" has the tooltip "${tooltip}"`, VIEW, async ({ page }) => {
+  pageTest(`"${text}" has the tooltip "${tooltip}"`, kView, async ({ page }) => {
     await openFileManager(page);
     const control = page.locator(selector);
     assert.equal((await control.textContent()).trim(), text);
@@ -107,7 +107,7 @@ for (const [selector, text, tooltip] of [
   });
 }
 
-pageTest("master buttons are 120 x 30 and all buttons are rounded", VIEW, async ({ page }) => {
+pageTest("master buttons are 120 x 30 and all buttons are rounded", kView, async ({ page }) => {
   await openFileManager(page);
   assert.ok((await page.locator("button.master").count()) >= 3);
   for (const button of await page.locator("button.master").all()) {
@@ -122,7 +122,7 @@ pageTest("master buttons are 120 x 30 and all buttons are rounded", VIEW, async 
   }
 });
 
-pageTest("a button lights up under the mouse", VIEW, async ({ page }) => {
+pageTest("a button lights up under the mouse", kView, async ({ page }) => {
   await openFileManager(page);
   await page.locator("#pickBtn").hover();
   await page.waitForFunction(
@@ -131,7 +131,7 @@ pageTest("a button lights up under the mouse", VIEW, async ({ page }) => {
   );
 });
 
-pageTest("the file input takes several files and stands off-screen", VIEW, async ({ page }) => {
+pageTest("the file input takes several files and stands off-screen", kView, async ({ page }) => {
   await openFileManager(page);
   const input = page.locator("#files");
   assert.equal(await input.evaluate((element) => element.multiple), true);
@@ -141,7 +141,7 @@ pageTest("the file input takes several files and stands off-screen", VIEW, async
 
 pageTest(
   "the file label is white, cut with an ellipsis, and empty at first",
-  VIEW,
+  kView,
   async ({ page }) => {
     await openFileManager(page);
     const label = page.locator("#fileLabel");
@@ -153,7 +153,7 @@ pageTest(
   },
 );
 
-pageTest("the drop zone has its measures", VIEW, async ({ page }) => {
+pageTest("the drop zone has its measures", kView, async ({ page }) => {
   await openFileManager(page);
   const zone = page.locator("#dropzone");
   assert.deepEqual(await styleOf(zone, "height", "border", "background-color", "text-align"), [
@@ -164,7 +164,7 @@ pageTest("the drop zone has its measures", VIEW, async ({ page }) => {
   ]);
 });
 
-pageTest('the path line reads "Path: /" in bold grey', VIEW, async ({ page }) => {
+pageTest('the path line reads "Path: /" in bold grey', kView, async ({ page }) => {
   await openFileManager(page);
   assert.equal(await textOf(page, ".path"), "Path: /");
   assert.deepEqual(await styleOf(page.locator("#path"), "font-weight", "font-size", "color"), [
@@ -174,7 +174,7 @@ pageTest('the path line reads "Path: /" in bold grey', VIEW, async ({ page }) =>
   ]);
 });
 
-pageTest("the table has its header cells", VIEW, async ({ page }) => {
+pageTest("the table has its header cells", kView, async ({ page }) => {
   await openFileManager(page);
   const cells = page.locator("thead tr > *");
   const texts = (await cells.allTextContents()).map((text) => text.trim());
@@ -186,7 +186,7 @@ pageTest("the table has its header cells", VIEW, async ({ page }) => {
   assert.deepEqual(await styleOf(cells.last(), "text-align"), ["right"]);
 });
 
-pageTest("the table's columns share the width", VIEW, async ({ page }) => {
+pageTest("the table's columns share the width", kView, async ({ page }) => {
   await openFileManager(page);
   const widths = await page
     .locator("thead tr > *")
@@ -202,7 +202,7 @@ pageTest("the table's columns share the width", VIEW, async ({ page }) => {
   assert.ok(near(widths[5], 0.1), `rest: ${widths[5]}`);
 });
 
-pageTest("the rows have their measures and light up", VIEW, async ({ page }) => {
+pageTest("the rows have their measures and light up", kView, async ({ page }) => {
   await openFileManager(page);
   const row = rowOf(page, "a.txt");
   const cell = row.locator("td").nth(1);
@@ -216,14 +216,14 @@ pageTest("the rows have their measures and light up", VIEW, async ({ page }) => 
   assert.deepEqual(await styleOf(row, "background-color"), ["rgb(250, 250, 250)"]);
 });
 
-pageTest("the new-folder field has its placeholder and a label", VIEW, async ({ page }) => {
+pageTest("the new-folder field has its placeholder and a label", kView, async ({ page }) => {
   await openFileManager(page);
   const field = page.getByLabel("New folder name");
   assert.equal(await field.getAttribute("id"), "mkdirName");
   assert.equal(await field.getAttribute("placeholder"), "New folder name");
 });
 
-pageTest("the footer is one small grey line on the right", VIEW, async ({ page }) => {
+pageTest("the footer is one small grey line on the right", kView, async ({ page }) => {
   await openFileManager(page);
   const footer = page.locator("footer");
   assert.notEqual((await footer.textContent()).trim(), "");
@@ -234,7 +234,7 @@ pageTest("the footer is one small grey line on the right", VIEW, async ({ page }
   ]);
 });
 
-pageTest("the transfer dialog is hidden at load, with its first texts", VIEW, async ({ page }) => {
+pageTest("the transfer dialog is hidden at load, with its first texts", kView, async ({ page }) => {
   await openFileManager(page);
   assert.equal(await page.locator("#xferModal").isVisible(), false);
   assert.equal(await textOf(page, "#xferTitle"), "Transfer");
@@ -246,14 +246,14 @@ pageTest("the transfer dialog is hidden at load, with its first texts", VIEW, as
   assert.deepEqual([max, value], [100, 0]);
 });
 
-pageTest("progress and messages are announced to screen readers", VIEW, async ({ page }) => {
+pageTest("progress and messages are announced to screen readers", kView, async ({ page }) => {
   await openFileManager(page);
   assert.equal(await page.locator("#xferText").getAttribute("role"), "status");
   const dialog = page.locator("#xferModal");
   assert.equal(await dialog.getAttribute("aria-labelledby"), "xferTitle");
 });
 
-pageTest("the transfer dialog has its measures", VIEW, async ({ page }) => {
+pageTest("the transfer dialog has its measures", kView, async ({ page }) => {
   await openFileManager(page);
   await rowOf(page, "a.txt").getByRole("checkbox").check();
   await page.route("**/api/zip", () => {});
@@ -281,7 +281,7 @@ pageTest("the transfer dialog has its measures", VIEW, async ({ page }) => {
 
 pageTest(
   "on a phone the drag-and-drop box is absent and nothing scrolls sideways",
-  { files: { ...FILES, [`${"W".repeat(196)}.txt`]: "x" }, context: PHONE },
+  { files: { ...kFiles, [`${"W".repeat(196)}.txt`]: "x" }, context: kPhone },
   async ({ page }) => {
     await openFileManager(page);
     assert.equal(await page.locator("#dropzone").isVisible(), false);
@@ -296,7 +296,7 @@ pageTest(
 
 pageTest(
   "on a wide touch screen the drag-and-drop box is absent too",
-  { ...VIEW, context: { viewport: { width: 1024, height: 768 }, hasTouch: true, isMobile: true } },
+  { ...kView, context: { viewport: { width: 1024, height: 768 }, hasTouch: true, isMobile: true } },
   async ({ page }) => {
     await openFileManager(page);
     assert.equal(await page.locator("#dropzone").isVisible(), false);
@@ -309,7 +309,7 @@ for (const [width, shown] of [
 ]) {
   pageTest(
     `at ${width} px the drag-and-drop box is ${shown ? "shown" : "absent"}`,
-    { ...VIEW, context: { ...DESKTOP, viewport: { width, height: 700 } } },
+    { ...kView, context: { ...kDesktop, viewport: { width, height: 700 } } },
     async ({ page }) => {
       await openFileManager(page);
       assert.equal(await page.locator("#dropzone").isVisible(), shown);
@@ -319,7 +319,7 @@ for (const [width, shown] of [
 
 pageTest(
   "on a phone the transfer card leaves 28 px of the width",
-  { ...VIEW, context: PHONE },
+  { ...kView, context: kPhone },
   async ({ page }) => {
     await openFileManager(page);
     await page.route("**/api/zip", () => {});
@@ -329,7 +329,7 @@ pageTest(
   },
 );
 
-pageTest("every control can be reached with the Tab key", VIEW, async ({ page }) => {
+pageTest("every control can be reached with the Tab key", kView, async ({ page }) => {
   await openFileManager(page);
   const reached = [];
   await page.locator("#pickBtn").focus();

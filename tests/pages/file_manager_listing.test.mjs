@@ -16,15 +16,15 @@ import {
 
 useWorld();
 
-const FILES = { "a.txt": "alpha", "b.txt": "b".repeat(1536), "Photos/c.txt": "c" };
-const VIEW = { files: FILES };
-const REFUSED = { ...VIEW, problems: /Failed to load resource/ };
+const kFiles = { "a.txt": "alpha", "b.txt": "b".repeat(1536), "Photos/c.txt": "c" };
+const kView = { files: kFiles };
+const kRefused = { ...kView, problems: /Failed to load resource/ };
 
 async function answerList(page, items) {
   await page.route("**/api/list**", (route) => route.fulfill({ json: { ok: true, items } }));
 }
 
-pageTest("the listing shows every entry with its icon and size", VIEW, async ({ page }) => {
+pageTest("the listing shows every entry with its icon and size", kView, async ({ page }) => {
   await openFileManager(page);
   await waitForRows(page, ["a.txt", "b.txt", "Photos"]);
   const cells = (name) => rowOf(page, name).locator("td").allTextContents();
@@ -36,7 +36,7 @@ pageTest("the listing shows every entry with its icon and size", VIEW, async ({ 
   assert.deepEqual(await styleOf(rowOf(page, "a.txt").locator("td").nth(2), "font-size"), ["20px"]);
 });
 
-pageTest("rows come in the order received", VIEW, async ({ page }) => {
+pageTest("rows come in the order received", kView, async ({ page }) => {
   const names = ["z.txt", "A.txt", "m.txt"];
   await answerList(
     page,
@@ -59,7 +59,7 @@ for (const [size, text] of [
   [1024 ** 5 * 2, "2048.0 TB"],
   [undefined, ""],
 ]) {
-  pageTest(`a size of ${size} bytes reads "${text}"`, VIEW, async ({ page }) => {
+  pageTest(`a size of ${size} bytes reads "${text}"`, kView, async ({ page }) => {
     await answerList(page, [{ name: "x.bin", type: "file", size }]);
     await openFileManager(page);
     await waitForRows(page, ["x.bin"]);
@@ -67,13 +67,13 @@ for (const [size, text] of [
   });
 }
 
-pageTest("an answer without items shows an empty table", VIEW, async ({ page }) => {
+pageTest("an answer without items shows an empty table", kView, async ({ page }) => {
   await page.route("**/api/list**", (route) => route.fulfill({ json: { ok: true } }));
   await openFileManager(page);
   assert.deepEqual(await rowNames(page), []);
 });
 
-pageTest("a file row has its three actions with their tooltips", VIEW, async ({ page }) => {
+pageTest("a file row has its three actions with their tooltips", kView, async ({ page }) => {
   await openFileManager(page);
   const buttons = rowOf(page, "a.txt").getByRole("button");
   const titles = await buttons.evaluateAll((list) => list.map((button) => button.title));
@@ -86,7 +86,7 @@ pageTest("a file row has its three actions with their tooltips", VIEW, async ({ 
   assert.deepEqual(texts, ["\u{1f4e5}", "\u274c", "\u{1f517}"]);
 });
 
-pageTest("a folder row has its two actions and no check box", VIEW, async ({ page }) => {
+pageTest("a folder row has its two actions and no check box", kView, async ({ page }) => {
   await openFileManager(page);
   const row = rowOf(page, "Photos");
   const titles = await row
@@ -101,7 +101,7 @@ pageTest("a folder row has its two actions and no check box", VIEW, async ({ pag
   assert.equal(await row.getByRole("checkbox").count(), 0);
 });
 
-pageTest("a check box carries its file's name", VIEW, async ({ page }) => {
+pageTest("a check box carries its file's name", kView, async ({ page }) => {
   await openFileManager(page);
   const names = await page
     .locator(".itemSel")
@@ -109,13 +109,13 @@ pageTest("a check box carries its file's name", VIEW, async ({ page }) => {
   assert.deepEqual(names.sort(), ["a.txt", "b.txt"]);
 });
 
-pageTest("action buttons are labelled with the file's name", VIEW, async ({ page }) => {
+pageTest("action buttons are labelled with the file's name", kView, async ({ page }) => {
   await openFileManager(page);
   assert.equal(await page.getByRole("button", { name: "Download this file: a.txt" }).count(), 1);
   assert.equal(await page.getByRole("checkbox", { name: "Select a.txt" }).count(), 1);
 });
 
-pageTest("folders are entered and left by their links", VIEW, async ({ page }) => {
+pageTest("folders are entered and left by their links", kView, async ({ page }) => {
   await openFileManager(page);
   assert.equal(await page.getByText("..", { exact: true }).count(), 0);
   const requests = requestsTo(page, "/api/list");
@@ -150,14 +150,14 @@ pageTest(
   },
 );
 
-pageTest("folders are entered with the keyboard", VIEW, async ({ page }) => {
+pageTest("folders are entered with the keyboard", kView, async ({ page }) => {
   await openFileManager(page);
   await page.getByRole("link", { name: "Photos" }).focus();
   await page.keyboard.press("Enter");
   await waitForRows(page, ["c.txt"]);
 });
 
-pageTest("select-all gives its own state to every file", VIEW, async ({ page }) => {
+pageTest("select-all gives its own state to every file", kView, async ({ page }) => {
   await openFileManager(page);
   await page.locator("#selAll").check();
   assert.equal(await page.locator(".itemSel:checked").count(), 2);
@@ -165,7 +165,7 @@ pageTest("select-all gives its own state to every file", VIEW, async ({ page }) 
   assert.equal(await page.locator(".itemSel:checked").count(), 0);
 });
 
-pageTest("a folder is made from the trimmed name", VIEW, async ({ page }) => {
+pageTest("a folder is made from the trimmed name", kView, async ({ page }) => {
   await openFileManager(page);
   const requests = requestsTo(page, "/api/mkdir");
   await page.locator("#mkdirName").fill("  New things  ");
@@ -178,7 +178,7 @@ pageTest("a folder is made from the trimmed name", VIEW, async ({ page }) => {
   assert.deepEqual(requests[0].postDataJSON(), { path: "", name: "New things" });
 });
 
-pageTest("an empty folder name does nothing", VIEW, async ({ page }) => {
+pageTest("an empty folder name does nothing", kView, async ({ page }) => {
   await openFileManager(page);
   const requests = requestsTo(page, "/api/");
   await page.locator("#mkdirName").fill("   ");
@@ -186,7 +186,7 @@ pageTest("an empty folder name does nothing", VIEW, async ({ page }) => {
   assert.equal(requests.length, 0);
 });
 
-pageTest("a folder is made inside the folder that is shown", VIEW, async ({ page }) => {
+pageTest("a folder is made inside the folder that is shown", kView, async ({ page }) => {
   await openFileManager(page);
   await page.getByRole("link", { name: "Photos" }).click();
   await waitForRows(page, ["c.txt"]);
@@ -210,7 +210,7 @@ pageTest(
   },
 );
 
-pageTest("a file is deleted after a question", VIEW, async ({ page, dialogs }) => {
+pageTest("a file is deleted after a question", kView, async ({ page, dialogs }) => {
   await openFileManager(page);
   const requests = requestsTo(page, "/api/delete");
   await rowOf(page, "a.txt").getByTitle("Delete this file permanently").click();
@@ -231,7 +231,7 @@ for (const [what, act] of [
     },
   ],
 ]) {
-  pageTest(`a refused question leaves ${what} alone`, VIEW, async ({ page, dialogs }) => {
+  pageTest(`a refused question leaves ${what} alone`, kView, async ({ page, dialogs }) => {
     dialogs.accept = false;
     await openFileManager(page);
     const requests = requestsTo(page, "/api/");
@@ -242,7 +242,7 @@ for (const [what, act] of [
   });
 }
 
-pageTest("the checked files are deleted together", VIEW, async ({ page, dialogs }) => {
+pageTest("the checked files are deleted together", kView, async ({ page, dialogs }) => {
   await openFileManager(page);
   const requests = requestsTo(page, "/api/delete_many");
   await page.locator("#selAll").check();
@@ -255,7 +255,7 @@ pageTest("the checked files are deleted together", VIEW, async ({ page, dialogs 
 });
 
 for (const id of ["deleteSelectedBtn", "zipBtn", "downloadAllBtn"]) {
-  pageTest(`${id} without a checked file says so`, VIEW, async ({ page, dialogs }) => {
+  pageTest(`${id} without a checked file says so`, kView, async ({ page, dialogs }) => {
     await openFileManager(page);
     const requests = requestsTo(page, "/api/");
     await page.locator(`#${id}`).click();
@@ -267,7 +267,7 @@ for (const id of ["deleteSelectedBtn", "zipBtn", "downloadAllBtn"]) {
 
 pageTest(
   "a folder that is not empty stays, and nothing is said",
-  REFUSED,
+  kRefused,
   async ({ page, dialogs }) => {
     await openFileManager(page);
     const refused = page.waitForResponse("**/api/rmdir");
@@ -288,7 +288,7 @@ for (const [what, answer] of [
 ]) {
   pageTest(
     `a listing answered with ${what} leaves the rows as they were`,
-    { ...REFUSED, clock: true },
+    { ...kRefused, clock: true },
     async ({ page, dialogs }) => {
       await openFileManager(page);
       await waitForRows(page, ["a.txt", "b.txt", "Photos"]);
@@ -303,7 +303,7 @@ for (const [what, answer] of [
 
 pageTest(
   "a folder name that cannot be made stays in the field",
-  REFUSED,
+  kRefused,
   async ({ page, dialogs }) => {
     await openFileManager(page);
     await page.locator("#mkdirName").fill("a/b");

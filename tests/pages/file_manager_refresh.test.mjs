@@ -17,8 +17,8 @@ import {
 
 useWorld();
 
-const FILES = { "a.txt": "alpha", "b.txt": "b".repeat(1536), "Photos/c.txt": "c" };
-const VIEW = { files: FILES };
+const kFiles = { "a.txt": "alpha", "b.txt": "b".repeat(1536), "Photos/c.txt": "c" };
+const kView = { files: kFiles };
 
 function checkBox(page, name) {
   return rowOf(page, name).getByRole("checkbox");
@@ -26,7 +26,7 @@ function checkBox(page, name) {
 
 pageTest(
   "the listing is refreshed every five seconds",
-  { ...VIEW, clock: true },
+  { ...kView, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     const requests = requestsTo(page, "/api/list");
@@ -44,7 +44,7 @@ pageTest(
 pageTest(
   "a hidden page is not refreshed",
   {
-    ...VIEW,
+    ...kView,
     clock: true,
     init: () => {
       Object.defineProperty(document, "visibilityState", {
@@ -70,7 +70,7 @@ pageTest(
 
 pageTest(
   "checked files stay checked across a refresh",
-  { ...VIEW, clock: true },
+  { ...kView, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     await checkBox(page, "b.txt").check();
@@ -85,7 +85,7 @@ pageTest(
 
 pageTest(
   "a checked file that disappears drops out of the selection",
-  { ...VIEW, clock: true },
+  { ...kView, clock: true },
   async ({ page, dialogs }) => {
     await openFileManager(page);
     await page.locator("#selAll").check();
@@ -100,7 +100,7 @@ pageTest(
 
 pageTest(
   "a refresh sets select-all exactly when all files are checked",
-  { ...VIEW, clock: true },
+  { ...kView, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     await checkBox(page, "a.txt").check();
@@ -117,7 +117,7 @@ pageTest(
 
 pageTest(
   "a box that is checked while the listing is on its way stays checked",
-  { ...VIEW, clock: true },
+  { ...kView, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     let release;
@@ -141,7 +141,7 @@ pageTest(
 
 pageTest(
   "an answer that was overtaken by entering another folder is not shown",
-  { ...VIEW, clock: true },
+  { ...kView, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     let release;
@@ -182,7 +182,7 @@ pageTest(
 
 pageTest(
   "a checked file whose size changes stays checked",
-  { ...VIEW, clock: true },
+  { ...kView, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     await checkBox(page, "a.txt").check();
@@ -196,7 +196,7 @@ pageTest(
 
 pageTest(
   "a refresh keeps the rows of unchanged files",
-  { ...VIEW, clock: true },
+  { ...kView, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     const before = await rowOf(page, "a.txt").elementHandle();
@@ -209,7 +209,7 @@ pageTest(
   },
 );
 
-pageTest("a refresh keeps the focus where it was", { ...VIEW, clock: true }, async ({ page }) => {
+pageTest("a refresh keeps the focus where it was", { ...kView, clock: true }, async ({ page }) => {
   await openFileManager(page);
   for (const [role, name] of [
     ["checkbox", "Select a.txt"],

@@ -12,7 +12,7 @@ import {
 
 useWorld();
 
-const VIEW = { files: { "a.txt": "alpha", "b.txt": "beta!", "Photos/c.txt": "see" } };
+const kView = { files: { "a.txt": "alpha", "b.txt": "beta!", "Photos/c.txt": "see" } };
 
 for (const [what, act] of [
   [
@@ -40,7 +40,7 @@ for (const [what, act] of [
   ],
   ["entering a folder", (page) => page.getByRole("link", { name: "Photos" }).click()],
 ]) {
-  const settings = { ...VIEW, problems: /status of 401/ };
+  const settings = { ...kView, problems: /status of 401/ };
   pageTest(
     `${what} without a session leads to the login page`,
     settings,

@@ -3,11 +3,11 @@ import { openFileManager, pageTest, rowOf, useWorld, waitForRows, world } from "
 
 useWorld();
 
-const VIEW = { files: { "a.txt": "alpha", "Photos/c.txt": "see" } };
-const REFUSED = { ...VIEW, problems: /Failed to load resource/ };
-const FILE_PROMPT =
+const kView = { files: { "a.txt": "alpha", "Photos/c.txt": "see" } };
+const kRefused = { ...kView, problems: /Failed to load resource/ };
+const kFilePrompt =
   "Share this URL for a direct download without PIN registration (copied if possible):";
-const FOLDER_PROMPT = "Share this URL for direct access (copied if possible):";
+const kFolderPrompt = "Share this URL for direct access (copied if possible):";
 
 function shareFile(page) {
   return rowOf(page, "a.txt").getByTitle("Create a direct download link").click();
@@ -24,7 +24,7 @@ async function waitForDialog(dialogs) {
   return dialogs.seen[0];
 }
 
-pageTest("a file's link is shown and copied", VIEW, async ({ page, context, dialogs }) => {
+pageTest("a file's link is shown and copied", kView, async ({ page, context, dialogs }) => {
   await context.grantPermissions(["clipboard-read", "clipboard-write"]);
   await openFileManager(page);
   const request = page.waitForRequest("**/api/share**");
@@ -32,22 +32,22 @@ pageTest("a file's link is shown and copied", VIEW, async ({ page, context, dial
   assert.equal(new URL((await request).url()).search, "?path=a.txt");
   const shown = await waitForDialog(dialogs);
   assert.equal(shown.type, "prompt");
-  assert.equal(shown.text, FILE_PROMPT);
+  assert.equal(shown.text, kFilePrompt);
   assert.match(shown.value, new RegExp(`^${world.program.origin}/s/[0-9a-f]+$`));
   assert.equal(await page.evaluate(() => navigator.clipboard.readText()), shown.value);
 });
 
-pageTest("a folder's link is shown", VIEW, async ({ page, dialogs }) => {
+pageTest("a folder's link is shown", kView, async ({ page, dialogs }) => {
   await openFileManager(page);
   const request = page.waitForRequest("**/api/share**");
   await page.getByTitle("Create a direct link for this folder").click();
   assert.equal(new URL((await request).url()).search, "?path=Photos");
   const shown = await waitForDialog(dialogs);
-  assert.equal(shown.text, FOLDER_PROMPT);
+  assert.equal(shown.text, kFolderPrompt);
   assert.match(shown.value, new RegExp(`^${world.program.origin}/d/[0-9a-f]+$`));
 });
 
-pageTest("a file below a folder is shared by its whole path", VIEW, async ({ page, dialogs }) => {
+pageTest("a file below a folder is shared by its whole path", kView, async ({ page, dialogs }) => {
   await openFileManager(page);
   await page.getByRole("link", { name: "Photos" }).click();
   await waitForRows(page, ["c.txt"]);
@@ -60,7 +60,7 @@ pageTest("a file below a folder is shared by its whole path", VIEW, async ({ pag
 pageTest(
   "a clipboard that refuses does not keep the link from being shown",
   {
-    ...VIEW,
+    ...kView,
     init: () => {
       Object.defineProperty(navigator, "clipboard", {
         value: { writeText: () => Promise.reject(new Error("denied")) },
@@ -79,7 +79,7 @@ for (const [what, answer, type, expected] of [
   ["only a url", { ok: true, path: "", url: "https://other/s/x" }, "prompt", "https://other/s/x"],
   ["neither", { ok: true, path: "", url: "" }, "alert", "No URL returned"],
 ]) {
-  pageTest(`a share answer with ${what} gives ${expected}`, VIEW, async ({ page, dialogs }) => {
+  pageTest(`a share answer with ${what} gives ${expected}`, kView, async ({ page, dialogs }) => {
     await openFileManager(page);
     await page.route("**/api/share**", (route) => route.fulfill({ json: answer }));
     await shareFile(page);
@@ -95,18 +95,22 @@ for (const [what, answer, text] of [
   ["no error text", { status: 500, json: { ok: false } }, "HTTP 500"],
   ["a body that is not JSON", { status: 200, body: "<html>" }, "Bad JSON"],
 ]) {
-  pageTest(`sharing answered with ${what} alerts "${text}"`, REFUSED, async ({ page, dialogs }) => {
-    await openFileManager(page);
-    await page.route("**/api/share**", (route) => route.fulfill(answer));
-    await shareFile(page);
-    assert.deepEqual(await waitForDialog(dialogs), { type: "alert", text, value: "" });
-  });
+  pageTest(
+    `sharing answered with ${what} alerts "${text}"`,
+    kRefused,
+    async ({ page, dialogs }) => {
+      await openFileManager(page);
+      await page.route("**/api/share**", (route) => route.fulfill(answer));
+      await shareFile(page);
+      assert.deepEqual(await waitForDialog(dialogs), { type: "alert", text, value: "" });
+    },
+  );
 }
 
 pageTest(
   "a share failure without a message has a text of its own",
   {
-    ...VIEW,
+    ...kView,
     init: () => {
       const original = globalThis.fetch;
       globalThis.fetch = (address, options) =>

@@ -7,7 +7,7 @@ import {
   pick,
   playProgress,
   upload,
-  WATCH_REQUESTS,
+  kWatchRequests,
 } from "./transfer_probe.mjs";
 import {
   dropFiles,
@@ -25,12 +25,12 @@ import {
 
 useWorld();
 
-const VIEW = { files: { "a.txt": "alpha", "b.txt": "beta!", "Photos/c.txt": "see" } };
-const CLOCK = { ...VIEW, clock: true };
-const REFUSED = { ...VIEW, problems: /Failed to load resource/ };
-const WATCHED = { ...CLOCK, init: WATCH_REQUESTS };
+const kView = { files: { "a.txt": "alpha", "b.txt": "beta!", "Photos/c.txt": "see" } };
+const kClock = { ...kView, clock: true };
+const kRefused = { ...kView, problems: /Failed to load resource/ };
+const kWatched = { ...kClock, init: kWatchRequests };
 
-pageTest("the file label follows the picked files", VIEW, async ({ page }) => {
+pageTest("the file label follows the picked files", kView, async ({ page }) => {
   await openFileManager(page);
   const label = page.locator("#fileLabel");
   await pick(page, picked("one.txt"));
@@ -41,7 +41,7 @@ pageTest("the file label follows the picked files", VIEW, async ({ page }) => {
   assert.equal(await label.textContent(), "No files selected");
 });
 
-pageTest('"Choose files" opens the file input', VIEW, async ({ page }) => {
+pageTest('"Choose files" opens the file input', kView, async ({ page }) => {
   await openFileManager(page);
   const [chooser] = await Promise.all([
     page.waitForEvent("filechooser"),
@@ -51,13 +51,13 @@ pageTest('"Choose files" opens the file input', VIEW, async ({ page }) => {
   assert.equal(await chooser.element().getAttribute("id"), "files");
 });
 
-pageTest('"Upload" without a picked file does nothing', VIEW, async ({ page }) => {
+pageTest('"Upload" without a picked file does nothing', kView, async ({ page }) => {
   await openFileManager(page);
   await upload(page);
   assert.equal(await page.locator("#xferModal").isVisible(), false);
 });
 
-pageTest("an upload is announced with its count and size", WATCHED, async ({ page }) => {
+pageTest("an upload is announced with its count and size", kWatched, async ({ page }) => {
   await openFileManager(page);
   await hold(page);
   await pick(page, picked("1.bin", Buffer.alloc(1572864)), picked("2.bin", Buffer.alloc(524288)));
@@ -71,7 +71,7 @@ pageTest("an upload is announced with its count and size", WATCHED, async ({ pag
   });
 });
 
-pageTest("upload progress is shown in percent and megabytes", WATCHED, async ({ page }) => {
+pageTest("upload progress is shown in percent and megabytes", kWatched, async ({ page }) => {
   await openFileManager(page);
   await hold(page);
   await pick(page, picked("1.bin"));
@@ -83,7 +83,7 @@ pageTest("upload progress is shown in percent and megabytes", WATCHED, async ({ 
   assert.equal(shown.detail, "1.5 / 4.0 MB");
 });
 
-pageTest("upload progress without a total shows what was sent", WATCHED, async ({ page }) => {
+pageTest("upload progress without a total shows what was sent", kWatched, async ({ page }) => {
   await openFileManager(page);
   await hold(page);
   await pick(page, picked("1.bin"));
@@ -95,7 +95,7 @@ pageTest("upload progress without a total shows what was sent", WATCHED, async (
   assert.equal(shown.detail, "1.5 MB sent");
 });
 
-pageTest("an upload stores the files and clears the picker", WATCHED, async ({ page }) => {
+pageTest("an upload stores the files and clears the picker", kWatched, async ({ page }) => {
   await openFileManager(page);
   await pick(page, picked("one.txt", "first"), picked("two.txt", "second"));
   await upload(page);
@@ -113,7 +113,7 @@ pageTest("an upload stores the files and clears the picker", WATCHED, async ({ p
   await assertHidesAfter(page, 900);
 });
 
-pageTest("an upload goes into the folder that is shown", VIEW, async ({ page }) => {
+pageTest("an upload goes into the folder that is shown", kView, async ({ page }) => {
   await openFileManager(page);
   await page.getByRole("link", { name: "Photos" }).click();
   await waitForRows(page, ["c.txt"]);
@@ -127,7 +127,7 @@ pageTest("an upload goes into the folder that is shown", VIEW, async ({ page }) 
 
 pageTest(
   "a large upload arrives byte for byte and shows rising percentages",
-  VIEW,
+  kView,
   async ({ page }) => {
     await openFileManager(page);
     await page.evaluate(() => {
@@ -162,7 +162,7 @@ for (const [what, answer, detail] of [
 ]) {
   pageTest(
     `an upload answered with ${what} shows "${detail}" until it is closed`,
-    { ...REFUSED, clock: true },
+    { ...kRefused, clock: true },
     async ({ page }) => {
       await openFileManager(page);
       await page.route("**/upload**", (route) => route.fulfill(answer));
@@ -177,7 +177,7 @@ for (const [what, answer, detail] of [
   );
 }
 
-pageTest("an upload answer that is not JSON counts as success", VIEW, async ({ page }) => {
+pageTest("an upload answer that is not JSON counts as success", kView, async ({ page }) => {
   await openFileManager(page);
   await page.route("**/upload**", (route) => route.fulfill({ status: 200, body: "fine" }));
   await pick(page, picked("one.txt"));
@@ -187,7 +187,7 @@ pageTest("an upload answer that is not JSON counts as success", VIEW, async ({ p
 
 pageTest(
   "a network error during an upload is shown until it is closed",
-  { ...REFUSED, clock: true },
+  { ...kRefused, clock: true },
   async ({ page }) => {
     await openFileManager(page);
     await page.route("**/upload**", (route) => route.abort());
@@ -200,7 +200,7 @@ pageTest(
   },
 );
 
-pageTest("dropped files are uploaded at once", WATCHED, async ({ page }) => {
+pageTest("dropped files are uploaded at once", kWatched, async ({ page }) => {
   await openFileManager(page);
   await pick(page, picked("kept.txt"));
   await dropFiles(page, [
@@ -216,7 +216,7 @@ pageTest("dropped files are uploaded at once", WATCHED, async ({ page }) => {
   await assertHidesAfter(page, 900);
 });
 
-pageTest("the drop zone lights up while something is over it", VIEW, async ({ page }) => {
+pageTest("the drop zone lights up while something is over it", kView, async ({ page }) => {
   await openFileManager(page);
   const zone = page.locator("#dropzone");
   const hasClass = () => zone.evaluate((element) => element.classList.contains("dragover"));
@@ -241,7 +241,7 @@ pageTest("the drop zone lights up while something is over it", VIEW, async ({ pa
 
 pageTest(
   "files dropped beside the zone are neither opened nor uploaded",
-  VIEW,
+  kView,
   async ({ page }) => {
     await openFileManager(page);
     const prevented = await page.evaluate(() => {
@@ -258,7 +258,7 @@ pageTest(
   },
 );
 
-pageTest("text dragged over the page keeps its default action", VIEW, async ({ page }) => {
+pageTest("text dragged over the page keeps its default action", kView, async ({ page }) => {
   await openFileManager(page);
   const prevented = await page.evaluate(() => {
     const dataTransfer = new DataTransfer();
@@ -270,7 +270,7 @@ pageTest("text dragged over the page keeps its default action", VIEW, async ({ p
   assert.equal(prevented, false);
 });
 
-pageTest("closing the dialog does not abort the upload", VIEW, async ({ page }) => {
+pageTest("closing the dialog does not abort the upload", kView, async ({ page }) => {
   await openFileManager(page);
   let release;
   await page.route("**/upload**", async (route) => {
@@ -289,7 +289,7 @@ pageTest("closing the dialog does not abort the upload", VIEW, async ({ page }) 
   assert.equal(await page.locator("#xferModal").isVisible(), false);
 });
 
-pageTest("a new transfer cancels the pending hiding of the last one", CLOCK, async ({ page }) => {
+pageTest("a new transfer cancels the pending hiding of the last one", kClock, async ({ page }) => {
   await openFileManager(page);
   await pick(page, picked("one.txt"));
   await upload(page);
@@ -301,7 +301,7 @@ pageTest("a new transfer cancels the pending hiding of the last one", CLOCK, asy
   assert.equal(await page.locator("#xferModal").isVisible(), true);
 });
 
-pageTest("closing the dialog gives the focus back", VIEW, async ({ page }) => {
+pageTest("closing the dialog gives the focus back", kView, async ({ page }) => {
   await openFileManager(page);
   await page.route("**/upload**", () => {});
   await pick(page, picked("one.txt"));

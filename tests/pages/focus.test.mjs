@@ -17,8 +17,8 @@ import {
 
 useWorld();
 
-const VIEW = { files: { "b.txt": "b", "d.txt": "d", "Photos/c.txt": "c", "Photos/Inner/x": "x" } };
-const CLOCK = { ...VIEW, clock: true };
+const kView = { files: { "b.txt": "b", "d.txt": "d", "Photos/c.txt": "c", "Photos/Inner/x": "x" } };
+const kClock = { ...kView, clock: true };
 
 function focusedName(page) {
   return page.evaluate(() => {
@@ -32,7 +32,7 @@ for (const [role, name] of [
   ["button", "Delete this file permanently: d.txt"],
   ["link", "Photos"],
 ]) {
-  pageTest(`"${name}" keeps the focus when files come, change and go`, CLOCK, async ({ page }) => {
+  pageTest(`"${name}" keeps the focus when files come, change and go`, kClock, async ({ page }) => {
     await openFileManager(page);
     await page.getByRole(role, { name }).focus();
     addToRoot({ "a.txt": "a", "c.txt": "c", "z.txt": "z" });
@@ -47,7 +47,7 @@ for (const [role, name] of [
   });
 }
 
-pageTest("a row that goes hands the focus on to the one that follows", CLOCK, async ({ page }) => {
+pageTest("a row that goes hands the focus on to the one that follows", kClock, async ({ page }) => {
   await openFileManager(page);
   await page.getByRole("button", { name: "Delete this file permanently: b.txt" }).focus();
   await page.keyboard.press("Enter");
@@ -64,7 +64,7 @@ pageTest("a row that goes hands the focus on to the one that follows", CLOCK, as
   assert.equal(await focusedName(page), "Select all files");
 });
 
-pageTest("a folder that is entered has the focus on its first link", VIEW, async ({ page }) => {
+pageTest("a folder that is entered has the focus on its first link", kView, async ({ page }) => {
   await openFileManager(page);
   await page.getByRole("link", { name: "Photos" }).focus();
   await page.keyboard.press("Enter");
@@ -81,7 +81,7 @@ pageTest("a folder that is entered has the focus on its first link", VIEW, async
   assert.equal(await focusedName(page), "Photos");
 });
 
-pageTest("a field that was reached meanwhile keeps the focus", VIEW, async ({ page }) => {
+pageTest("a field that was reached meanwhile keeps the focus", kView, async ({ page }) => {
   await openFileManager(page);
   let release;
   const held = new Promise((resolve) => {

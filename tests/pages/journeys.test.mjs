@@ -19,8 +19,8 @@ import {
 
 useWorld();
 
-const TWENTY = Array.from({ length: 20 }, (_, i) => picked(`file ${i}.txt`, `content ${i}`));
-const SLOW = { timeout: 240000 };
+const kTwenty = Array.from({ length: 20 }, (_, i) => picked(`file ${i}.txt`, `content ${i}`));
+const kSlow = { timeout: 240000 };
 
 async function enterPin(page, pin, press) {
   await page.locator("#code").fill(pin);
@@ -31,17 +31,17 @@ function dialogHidden(page) {
   return page.locator("#xferModal").waitFor({ state: "hidden" });
 }
 
-pageTest("twenty files are dropped at once", { ...SLOW, files: {} }, async ({ page }) => {
+pageTest("twenty files are dropped at once", { ...kSlow, files: {} }, async ({ page }) => {
   await openFileManager(page);
   await dropFiles(
     page,
-    TWENTY.map(({ name, buffer }) => ({ name, content: buffer.toString() })),
+    kTwenty.map(({ name, buffer }) => ({ name, content: buffer.toString() })),
   );
   await waitForRows(
     page,
-    TWENTY.map(({ name }) => name),
+    kTwenty.map(({ name }) => name),
   );
-  for (const { name, buffer } of TWENTY) {
+  for (const { name, buffer } of kTwenty) {
     assert.ok(fs.readFileSync(rootPath(name)).equals(buffer), name);
   }
 });
@@ -60,7 +60,7 @@ async function dragFromDisk(page, files, target) {
   }
 }
 
-pageTest("files dragged from the disk are uploaded", SLOW, async ({ page }) => {
+pageTest("files dragged from the disk are uploaded", kSlow, async ({ page }) => {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), "harbinet-drag-"));
   const files = ["dragged 1.txt", "it's dragged.txt"].map((name) => path.join(folder, name));
   for (const file of files) {
@@ -80,8 +80,8 @@ pageTest("files dragged from the disk are uploaded", SLOW, async ({ page }) => {
 });
 
 // The page that leads on names no icon: a browser that is quick enough asks for the usual one.
-const LEADING_ON = { session: false, problems: /status of 404 .*\/favicon\.ico$/ };
-pageTest("the auto-login link opens the file manager", LEADING_ON, async ({ page }) => {
+const kLeadingOn = { session: false, problems: /status of 404 .*\/favicon\.ico$/ };
+pageTest("the auto-login link opens the file manager", kLeadingOn, async ({ page }) => {
   await page.goto(`${world.program.origin}/auto?pin=${world.program.pin}`);
   await page.waitForURL(`${world.program.origin}/`);
   await page.waitForFunction(() => document.title === "Harbinet PRO - File Manager");
@@ -89,7 +89,7 @@ pageTest("the auto-login link opens the file manager", LEADING_ON, async ({ page
 
 pageTest(
   "a session that ends in the middle of the work leads to the login page",
-  { ...SLOW, files: { "a.txt": "alpha" }, problems: /status of 401|ERR_CONNECTION_REFUSED/ },
+  { ...kSlow, files: { "a.txt": "alpha" }, problems: /status of 401|ERR_CONNECTION_REFUSED/ },
   async ({ page }) => {
     await openFileManager(page);
     await select(page, "a.txt");

@@ -7,7 +7,7 @@ import {
   openFileManager,
   openSharedFolder,
   pageTest,
-  PHONE,
+  kPhone,
   rowOf,
   useWorld,
   waitForRows,
@@ -16,11 +16,11 @@ import {
 
 useWorld();
 
-const MANY = 10000;
-const SMALL = { files: { "b.txt": "b", "c.txt": "c", "d.txt": "d" }, clock: true };
+const kMany = 10000;
+const kSmall = { files: { "b.txt": "b", "c.txt": "c", "d.txt": "d" }, clock: true };
 
 function manyItems() {
-  return Array.from({ length: MANY }, (_, i) => ({
+  return Array.from({ length: kMany }, (_, i) => ({
     name: `file ${String(i).padStart(5, "0")}.txt`,
     type: "file",
     size: i,
@@ -76,7 +76,7 @@ function twoFrames(page) {
   );
 }
 
-const CHANGES = [
+const kChanges = [
   ["a new size", (items) => items.map((item, i) => (i === 5000 ? { ...item, size: 7 } : item))],
   ["a new file", (items) => items.toSpliced(5000, 0, { name: "new", type: "file", size: 1 })],
   ["a file less", (items) => items.toSpliced(4000, 1)],
@@ -91,11 +91,11 @@ pageTest(
     await answerLists(page, listed);
     await page.route("**/api/mkdir", (route) => route.fulfill({ json: { ok: true } }));
     await page.goto(`${world.program.origin}/`);
-    await waitForCount(page, MANY);
+    await waitForCount(page, kMany);
     const session = await page.context().newCDPSession(page);
     await session.send("Performance.enable", { timeDomain: "threadTicks" });
     const changes = await countChanges(page);
-    for (const [what, change] of CHANGES) {
+    for (const [what, change] of kChanges) {
       const before = await changes();
       const spent = [];
       // The least of some: what else runs on the machine shall not decide.
@@ -151,7 +151,7 @@ pageTest(
     }
     assert.ok(Math.min(...usable) < 1000, usable.join(", "));
     await session.send("Emulation.setCPUThrottlingRate", { rate: 1 });
-    await waitForCount(page, MANY);
+    await waitForCount(page, kMany);
     assert.equal(await page.locator("#rows .itemSel:checked").count(), 1);
   },
 );
@@ -172,7 +172,7 @@ pageTest(
     });
     await page.goto(`${world.program.origin}/`);
     await page.waitForFunction(() => globalThis.atOnce !== undefined);
-    assert.equal(await page.evaluate(() => globalThis.atOnce), MANY);
+    assert.equal(await page.evaluate(() => globalThis.atOnce), kMany);
     assert.equal(await page.locator("#selAll").isChecked(), true);
   },
 );
@@ -180,7 +180,7 @@ pageTest(
 pageTest("a shared folder shows 10,000 files, too", { files: { "S/": null } }, async ({ page }) => {
   await answerLists(page, { items: manyItems() });
   await openSharedFolder(page, "S");
-  await waitForCount(page, MANY);
+  await waitForCount(page, kMany);
   await page.locator("#chkAll").check();
   assert.equal(await page.locator("#selInfo").textContent(), "10000 selected");
 });
@@ -196,7 +196,7 @@ for (const [what, change] of [
   ["files come above it", () => addToRoot({ "a 1.txt": "1", "a 2.txt": "2" })],
   ["its file changes", () => addToRoot({ "c.txt": "changed" })],
 ]) {
-  pageTest(`a click during which ${what} is not lost`, SMALL, async ({ page }) => {
+  pageTest(`a click during which ${what} is not lost`, kSmall, async ({ page }) => {
     await openFileManager(page);
     const box = rowOf(page, "c.txt").getByRole("checkbox");
     await box.hover();
@@ -213,7 +213,7 @@ for (const [what, change] of [
 
 pageTest(
   "a pointer that is pressed for long holds one refresh up, not the next one",
-  SMALL,
+  kSmall,
   async ({ page }) => {
     await openFileManager(page);
     await rowOf(page, "c.txt").hover();
@@ -230,7 +230,7 @@ pageTest(
 
 pageTest(
   "a finger that is lifted lets the rows go on",
-  { ...SMALL, context: PHONE },
+  { ...kSmall, context: kPhone },
   async ({ page }) => {
     await openFileManager(page);
     await rowOf(page, "c.txt").getByRole("checkbox").tap();

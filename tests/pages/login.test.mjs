@@ -1,11 +1,11 @@
 import assert from "node:assert/strict";
-import { pageTest, PHONE, sizeOf, styleOf, useWorld, world } from "./world.mjs";
+import { pageTest, kPhone, sizeOf, styleOf, useWorld, world } from "./world.mjs";
 
 useWorld();
 
-const LOGIN = { session: false };
+const kLogin = { session: false };
 // Browsers write every refused request to the console.
-const REFUSED = { ...LOGIN, problems: /Failed to load resource/ };
+const kRefused = { ...kLogin, problems: /Failed to load resource/ };
 
 async function openLogin(page) {
   await page.goto(`${world.program.origin}/`);
@@ -36,7 +36,7 @@ function message(page) {
   return page.locator("#msg").textContent();
 }
 
-pageTest("the login page has its title, heading, prompt and button", LOGIN, async ({ page }) => {
+pageTest("the login page has its title, heading, prompt and button", kLogin, async ({ page }) => {
   await openLogin(page);
   assert.equal(await page.title(), "HTTPS Harbinet PRO - Login");
   assert.equal(await page.locator("h2").textContent(), "HTTPS Harbinet PRO");
@@ -44,13 +44,13 @@ pageTest("the login page has its title, heading, prompt and button", LOGIN, asyn
   assert.equal(await page.getByRole("button").textContent(), "Login");
 });
 
-pageTest("the viewport is as wide as the device", LOGIN, async ({ page }) => {
+pageTest("the viewport is as wide as the device", kLogin, async ({ page }) => {
   await openLogin(page);
   const content = await page.locator('meta[name="viewport"]').getAttribute("content");
   assert.equal(content, "width=device-width, initial-scale=1");
 });
 
-pageTest("the PIN field is masked, numeric and six characters long", LOGIN, async ({ page }) => {
+pageTest("the PIN field is masked, numeric and six characters long", kLogin, async ({ page }) => {
   await openLogin(page);
   const field = page.locator("#code");
   assert.equal(await field.getAttribute("type"), "password");
@@ -59,12 +59,12 @@ pageTest("the PIN field is masked, numeric and six characters long", LOGIN, asyn
   assert.equal(await field.getAttribute("placeholder"), "6 digits");
 });
 
-pageTest("the PIN field has a label", LOGIN, async ({ page }) => {
+pageTest("the PIN field has a label", kLogin, async ({ page }) => {
   await openLogin(page);
   assert.equal(await page.getByLabel("Enter PIN").getAttribute("id"), "code");
 });
 
-pageTest("the card, heading and prompt have their measures", LOGIN, async ({ page }) => {
+pageTest("the card, heading and prompt have their measures", kLogin, async ({ page }) => {
   await openLogin(page);
   assert.deepEqual(
     await styleOf(page.locator(".card"), "max-width", "border", "border-radius", "padding"),
@@ -75,7 +75,7 @@ pageTest("the card, heading and prompt have their measures", LOGIN, async ({ pag
   assert.deepEqual(await styleOf(page.getByText("Enter PIN"), "margin-bottom"), ["12px"]);
 });
 
-pageTest("the PIN field has its measures", LOGIN, async ({ page }) => {
+pageTest("the PIN field has its measures", kLogin, async ({ page }) => {
   await openLogin(page);
   assert.deepEqual(
     await styleOf(
@@ -90,7 +90,7 @@ pageTest("the PIN field has its measures", LOGIN, async ({ page }) => {
   );
 });
 
-pageTest("the Login button has its measures and lights up", LOGIN, async ({ page }) => {
+pageTest("the Login button has its measures and lights up", kLogin, async ({ page }) => {
   await openLogin(page);
   const button = page.getByRole("button");
   assert.deepEqual(
@@ -111,7 +111,7 @@ pageTest("the Login button has its measures and lights up", LOGIN, async ({ page
   );
 });
 
-pageTest("the login page has its font, padding and colours", LOGIN, async ({ page }) => {
+pageTest("the login page has its font, padding and colours", kLogin, async ({ page }) => {
   await openLogin(page);
   const values = await styleOf(
     page.locator("body"),
@@ -128,7 +128,7 @@ pageTest("the login page has its font, padding and colours", LOGIN, async ({ pag
   ]);
 });
 
-pageTest("the message is empty at load, and red and bold", LOGIN, async ({ page }) => {
+pageTest("the message is empty at load, and red and bold", kLogin, async ({ page }) => {
   await openLogin(page);
   assert.equal(await message(page), "");
   const line = page.locator("#msg.err");
@@ -148,7 +148,7 @@ for (const [what, code] of [
   ["seven digits", "1234567"],
   ["full-width digits", "１２３４５６"],
 ]) {
-  pageTest(`${what} asks for six digits without a request`, LOGIN, async ({ page }) => {
+  pageTest(`${what} asks for six digits without a request`, kLogin, async ({ page }) => {
     await openLogin(page);
     const requests = loginRequests(page);
     await tryCode(page, code);
@@ -158,25 +158,29 @@ for (const [what, code] of [
   });
 }
 
-pageTest("the field stops at six typed characters", LOGIN, async ({ page }) => {
+pageTest("the field stops at six typed characters", kLogin, async ({ page }) => {
   await openLogin(page);
   await page.locator("#code").pressSequentially("1234567");
   assert.equal(await page.locator("#code").inputValue(), "123456");
 });
 
-pageTest("blanks around six digits are removed before they are sent", REFUSED, async ({ page }) => {
-  await openLogin(page);
-  await answerLogin(page, { status: 401, json: { ok: false, error: "Wrong code" } });
-  const requests = loginRequests(page);
-  await tryCode(page, "  654321 ");
-  await page.getByText("Wrong code").waitFor();
-  assert.equal(requests.length, 1);
-  assert.equal(requests[0].method(), "POST");
-  assert.equal(requests[0].headers()["content-type"], "application/json");
-  assert.deepEqual(requests[0].postDataJSON(), { code: "654321" });
-});
+pageTest(
+  "blanks around six digits are removed before they are sent",
+  kRefused,
+  async ({ page }) => {
+    await openLogin(page);
+    await answerLogin(page, { status: 401, json: { ok: false, error: "Wrong code" } });
+    const requests = loginRequests(page);
+    await tryCode(page, "  654321 ");
+    await page.getByText("Wrong code").waitFor();
+    assert.equal(requests.length, 1);
+    assert.equal(requests[0].method(), "POST");
+    assert.equal(requests[0].headers()["content-type"], "application/json");
+    assert.deepEqual(requests[0].postDataJSON(), { code: "654321" });
+  },
+);
 
-pageTest("Enter in the field does not submit", LOGIN, async ({ page }) => {
+pageTest("Enter in the field does not submit", kLogin, async ({ page }) => {
   await openLogin(page);
   const requests = loginRequests(page);
   await page.locator("#code").fill("123456");
@@ -187,7 +191,7 @@ pageTest("Enter in the field does not submit", LOGIN, async ({ page }) => {
   assert.equal(await page.locator("form").count(), 0);
 });
 
-pageTest("the Login button is reached and pressed with the keyboard", LOGIN, async ({ page }) => {
+pageTest("the Login button is reached and pressed with the keyboard", kLogin, async ({ page }) => {
   await openLogin(page);
   await page.locator("#code").focus();
   await page.keyboard.press("Tab");
@@ -195,7 +199,7 @@ pageTest("the Login button is reached and pressed with the keyboard", LOGIN, asy
   assert.equal(await message(page), "Enter 6 digits.");
 });
 
-pageTest("a new attempt clears the old message first", LOGIN, async ({ page }) => {
+pageTest("a new attempt clears the old message first", kLogin, async ({ page }) => {
   await openLogin(page);
   await tryCode(page, "1");
   await page.route("**/api/login", () => {});
@@ -213,7 +217,7 @@ for (const [what, answer, shown] of [
   ["an empty answer", { status: 503, body: "" }, "HTTP 503"],
   ["the answer null", { status: 200, body: "null" }, "HTTP 200"],
 ]) {
-  pageTest(`${what} is shown as "${shown}"`, REFUSED, async ({ page }) => {
+  pageTest(`${what} is shown as "${shown}"`, kRefused, async ({ page }) => {
     await openLogin(page);
     await answerLogin(page, answer);
     await tryCode(page, "123456");
@@ -223,7 +227,7 @@ for (const [what, answer, shown] of [
   });
 }
 
-pageTest("a network failure shows its own message", REFUSED, async ({ page }) => {
+pageTest("a network failure shows its own message", kRefused, async ({ page }) => {
   await openLogin(page);
   await page.route("**/api/login", (route) => route.abort());
   await tryCode(page, "123456");
@@ -233,7 +237,7 @@ pageTest("a network failure shows its own message", REFUSED, async ({ page }) =>
 pageTest(
   'a network failure without a message shows "Login failed"',
   {
-    ...LOGIN,
+    ...kLogin,
     init: () => {
       globalThis.fetch = () => Promise.reject(new Error(""));
     },
@@ -247,7 +251,7 @@ pageTest(
 
 pageTest(
   "the program's answer to a wrong PIN is shown, and the right PIN then opens the file manager",
-  { ...LOGIN, problems: /status of 401/ },
+  { ...kLogin, problems: /status of 401/ },
   async ({ page, context }) => {
     await openLogin(page);
     await tryCode(page, world.program.pin === "000000" ? "000001" : "000000");
@@ -264,7 +268,7 @@ pageTest(
 
 pageTest(
   "the login page fits a phone without sideways scrolling",
-  { ...LOGIN, context: PHONE },
+  { ...kLogin, context: kPhone },
   async ({ page }) => {
     await openLogin(page);
     await page.getByRole("button", { name: "Login" }).tap();

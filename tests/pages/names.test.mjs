@@ -17,7 +17,7 @@ import {
 
 useWorld();
 
-const NAMES = [
+const kNames = [
   ["blanks", "two  blanks in it.txt"],
   ["a number sign", "number #1.txt"],
   ["a percent sign", "100% and %41.txt"],
@@ -48,7 +48,7 @@ async function sharedLink(page, dialogs, title) {
   return dialogs.seen.at(-1).value;
 }
 
-for (const [what, name] of NAMES) {
+for (const [what, name] of kNames) {
   const content = `content of ${name}`;
 
   pageTest(
@@ -181,8 +181,8 @@ for (const [what, name] of NAMES) {
   );
 }
 
-const SMUGGLED = '<img src=x onerror="window.pwned=1">.txt';
-const BOLD = "<b>bold<script>window.pwned=1<";
+const kSmuggled = '<img src=x onerror="window.pwned=1">.txt';
+const kBold = "<b>bold<script>window.pwned=1<";
 
 async function assertHarmless(page, count) {
   await page
@@ -192,12 +192,12 @@ async function assertHarmless(page, count) {
   assert.equal(await page.locator("#rows img, #rows b, #rows script").count(), 0);
   assert.equal(await page.evaluate(() => globalThis.pwned), undefined);
   const names = await page.locator("#rows .name").allTextContents();
-  assert.ok(names.includes(SMUGGLED), names.join());
+  assert.ok(names.includes(kSmuggled), names.join());
 }
 
 pageTest(
   "a name that is markup runs no script in the file manager",
-  { files: { [SMUGGLED]: "x", [BOLD]: "y", [`folder ${BOLD}/`]: null } },
+  { files: { [kSmuggled]: "x", [kBold]: "y", [`folder ${kBold}/`]: null } },
   async ({ page }) => {
     await openFileManager(page);
     await assertHarmless(page, 3);
@@ -206,7 +206,7 @@ pageTest(
 
 pageTest(
   "a name that is markup runs no script in the shared folder",
-  { session: false, files: { [`Shared/${SMUGGLED}`]: "x", [`Shared/${BOLD}`]: "y" } },
+  { session: false, files: { [`Shared/${kSmuggled}`]: "x", [`Shared/${kBold}`]: "y" } },
   async ({ page }) => {
     await openSharedFolder(page, "Shared");
     await assertHarmless(page, 2);

@@ -17,8 +17,8 @@ import {
 
 useWorld();
 
-const VIEW = { files: { "a.txt": "alpha", "S/b.txt": "beta" }, clock: true };
-const FOREVER = () => {};
+const kView = { files: { "a.txt": "alpha", "S/b.txt": "beta" }, clock: true };
+const kForever = () => {};
 
 async function withoutDialogs(page) {
   await page.addInitScript(() => {
@@ -39,7 +39,7 @@ for (const [where, open] of [
   ["file manager", openFileManager],
   ["shared folder", (page) => openSharedFolder(page, "S")],
 ]) {
-  pageTest(`without dialogs the ${where} uploads, and can be used`, VIEW, async ({ page }) => {
+  pageTest(`without dialogs the ${where} uploads, and can be used`, kView, async ({ page }) => {
     await withoutDialogs(page);
     await open(page);
     assert.equal(
@@ -58,12 +58,12 @@ for (const [where, open] of [
   });
 }
 
-pageTest("without dialogs the focus stays inside, and goes back", VIEW, async ({ page }) => {
+pageTest("without dialogs the focus stays inside, and goes back", kView, async ({ page }) => {
   await withoutDialogs(page);
   await openFileManager(page);
   await waitForRows(page, ["S", "a.txt"]);
   await select(page, "a.txt");
-  await page.route("**/api/zip", FOREVER);
+  await page.route("**/api/zip", kForever);
   for (const key of ["Enter", "Escape"]) {
     await page.locator("#zipBtn").focus();
     await page.keyboard.press("Enter");

@@ -7,7 +7,7 @@ import {
   nextListing,
   openSharedFolder,
   pageTest,
-  PHONE,
+  kPhone,
   rootNames,
   rootPath,
   rowNames,
@@ -24,12 +24,12 @@ import {
 
 useWorld();
 
-const VIEW = {
+const kView = {
   session: false,
   files: { "Shared/a.txt": "alpha", "Shared/b.txt": "beta!", "Shared/Inner/c.txt": "see" },
 };
-const CLOCK = { ...VIEW, clock: true };
-const REFUSED = { ...VIEW, problems: /Failed to load resource/ };
+const kClock = { ...kView, clock: true };
+const kRefused = { ...kView, problems: /Failed to load resource/ };
 
 const open = (page) => openSharedFolder(page, "Shared");
 
@@ -37,7 +37,7 @@ function info(page) {
   return page.locator("#selInfo").textContent();
 }
 
-pageTest("the shared folder page has its title, bar and note", VIEW, async ({ page }) => {
+pageTest("the shared folder page has its title, bar and note", kView, async ({ page }) => {
   await open(page);
   assert.equal(await page.title(), "Harbinet PRO - Shared Folder");
   const bar = page.getByText("HTTPS Harbinet PRO - Shared Folder", { exact: true });
@@ -52,7 +52,7 @@ pageTest("the shared folder page has its title, bar and note", VIEW, async ({ pa
   assert.deepEqual(await styleOf(note, "font-size", "color"), ["12px", "rgb(102, 102, 102)"]);
 });
 
-pageTest("the card stands in the middle with its measures", VIEW, async ({ page }) => {
+pageTest("the card stands in the middle with its measures", kView, async ({ page }) => {
   await open(page);
   const card = page.locator(".card");
   assert.deepEqual(await styleOf(card, "border", "border-radius", "padding"), [
@@ -65,7 +65,7 @@ pageTest("the card stands in the middle with its measures", VIEW, async ({ page 
   assert.equal(place.x, (1280 - 760) / 2);
 });
 
-pageTest("the upload row has its controls", VIEW, async ({ page }) => {
+pageTest("the upload row has its controls", kView, async ({ page }) => {
   await open(page);
   assert.equal(await page.locator("#files").evaluate((input) => input.multiple), true);
   assert.equal(await page.locator("#pickBtn").textContent(), "Choose files");
@@ -79,7 +79,7 @@ pageTest("the upload row has its controls", VIEW, async ({ page }) => {
   assert.equal(await page.getByRole("button", { name: "Upload", exact: true }).count(), 1);
 });
 
-pageTest("the drop zone has its texts, tooltip and measures", VIEW, async ({ page }) => {
+pageTest("the drop zone has its texts, tooltip and measures", kView, async ({ page }) => {
   await open(page);
   const zone = page.locator("#dropzone");
   assert.equal(await zone.getAttribute("title"), "Drop files here to upload immediately");
@@ -93,7 +93,7 @@ pageTest("the drop zone has its texts, tooltip and measures", VIEW, async ({ pag
   assert.equal(await zone.getByText("Drop files here", { exact: true }).count(), 1);
 });
 
-pageTest("the drop zone lights up while something is over it", VIEW, async ({ page }) => {
+pageTest("the drop zone lights up while something is over it", kView, async ({ page }) => {
   await open(page);
   const zone = page.locator("#dropzone");
   const dataTransfer = await page.evaluateHandle(() => new DataTransfer());
@@ -109,7 +109,7 @@ pageTest("the drop zone lights up while something is over it", VIEW, async ({ pa
   assert.equal(await page.locator("#dropzone.dragover").count(), 0);
 });
 
-pageTest("the table has its header cells", VIEW, async ({ page }) => {
+pageTest("the table has its header cells", kView, async ({ page }) => {
   await open(page);
   const cells = page.locator("thead tr > *");
   const texts = (await cells.allTextContents()).map((text) => text.trim());
@@ -119,7 +119,7 @@ pageTest("the table has its header cells", VIEW, async ({ page }) => {
   assert.equal((await sizeOf(cells.nth(3)))[0], 180);
 });
 
-pageTest("only the files of the folder are listed", VIEW, async ({ page }) => {
+pageTest("only the files of the folder are listed", kView, async ({ page }) => {
   await open(page);
   await waitForRows(page, ["a.txt", "b.txt"]);
   const cells = await rowOf(page, "a.txt").locator("td").allTextContents();
@@ -134,7 +134,7 @@ pageTest("only the files of the folder are listed", VIEW, async ({ page }) => {
   assert.deepEqual(texts, ["\u{1f4e5}", "\u274c"]);
 });
 
-pageTest("a missing size counts as nothing", VIEW, async ({ page }) => {
+pageTest("a missing size counts as nothing", kView, async ({ page }) => {
   await page.route("**/api/list", (route) =>
     route.fulfill({ json: { ok: true, items: [{ name: "x" }, { name: "y", size: 1536 }] } }),
   );
@@ -144,7 +144,7 @@ pageTest("a missing size counts as nothing", VIEW, async ({ page }) => {
   assert.equal(await rowOf(page, "y").locator(".sizeCell").textContent(), "1.5 KB");
 });
 
-pageTest("the bulk buttons are disabled at load", VIEW, async ({ page }) => {
+pageTest("the bulk buttons are disabled at load", kView, async ({ page }) => {
   await open(page);
   for (const [id, text] of [
     ["dlSelBtn", "Download selected"],
@@ -158,7 +158,7 @@ pageTest("the bulk buttons are disabled at load", VIEW, async ({ page }) => {
   assert.equal(await info(page), "0 selected");
 });
 
-pageTest("the footer card has its colours", VIEW, async ({ page }) => {
+pageTest("the footer card has its colours", kView, async ({ page }) => {
   await open(page);
   const footer = page.locator("footer");
   assert.notEqual((await footer.textContent()).trim(), "");
@@ -169,7 +169,7 @@ pageTest("the footer card has its colours", VIEW, async ({ page }) => {
   ]);
 });
 
-pageTest("the legacy elements exist and are hidden", VIEW, async ({ page }) => {
+pageTest("the legacy elements exist and are hidden", kView, async ({ page }) => {
   await open(page);
   for (const id of ["upbar", "msg"]) {
     assert.equal(await page.locator(`#${id}`).count(), 1);
@@ -177,14 +177,14 @@ pageTest("the legacy elements exist and are hidden", VIEW, async ({ page }) => {
   }
 });
 
-pageTest("the transfer dialog starts hidden, with its first texts", VIEW, async ({ page }) => {
+pageTest("the transfer dialog starts hidden, with its first texts", kView, async ({ page }) => {
   await open(page);
   const { open: isOpen, title, bar, text } = await transfer(page);
   assert.deepEqual([isOpen, title, bar, text], [false, "Transfer", 0, "..."]);
   assert.deepEqual(await styleOf(page.locator(".xferCard"), "border-radius"), ["4px"]);
 });
 
-pageTest("the selection is counted and shown", VIEW, async ({ page }) => {
+pageTest("the selection is counted and shown", kView, async ({ page }) => {
   await open(page);
   const all = page.locator("#chkAll");
   const isMixed = () => all.evaluate((box) => box.indeterminate);
@@ -204,7 +204,7 @@ pageTest("the selection is counted and shown", VIEW, async ({ page }) => {
   assert.equal(await page.locator("#dlSelBtn").isDisabled(), true);
 });
 
-pageTest("select-all selects every file and none", VIEW, async ({ page }) => {
+pageTest("select-all selects every file and none", kView, async ({ page }) => {
   await open(page);
   await page.locator("#chkAll").check();
   assert.equal(await info(page), "2 selected");
@@ -215,7 +215,7 @@ pageTest("select-all selects every file and none", VIEW, async ({ page }) => {
 
 pageTest(
   "without rows select-all is unchecked",
-  { ...CLOCK, files: { "Shared/": null } },
+  { ...kClock, files: { "Shared/": null } },
   async ({ page }) => {
     await open(page);
     await page.locator("#chkAll").click();
@@ -225,7 +225,7 @@ pageTest(
   },
 );
 
-pageTest("the selection lives through a refresh", CLOCK, async ({ page }) => {
+pageTest("the selection lives through a refresh", kClock, async ({ page }) => {
   await open(page);
   await select(page, "b.txt");
   addToRoot({ "Shared/new.txt": "new" });
@@ -235,7 +235,7 @@ pageTest("the selection lives through a refresh", CLOCK, async ({ page }) => {
   assert.equal(await info(page), "1 selected");
 });
 
-pageTest("a file that disappears drops out of the selection", CLOCK, async ({ page }) => {
+pageTest("a file that disappears drops out of the selection", kClock, async ({ page }) => {
   await open(page);
   await page.locator("#chkAll").check();
   fs.rmSync(rootPath("Shared", "a.txt"));
@@ -245,7 +245,7 @@ pageTest("a file that disappears drops out of the selection", CLOCK, async ({ pa
   assert.equal(await page.locator("#chkAll").isChecked(), true);
 });
 
-pageTest("a refresh keeps the focus where it was", CLOCK, async ({ page }) => {
+pageTest("a refresh keeps the focus where it was", kClock, async ({ page }) => {
   await open(page);
   await page.getByRole("button", { name: "Delete: b.txt" }).focus();
   await nextListing(page);
@@ -255,7 +255,7 @@ pageTest("a refresh keeps the focus where it was", CLOCK, async ({ page }) => {
 
 pageTest(
   "a listing that fails changes nothing",
-  { ...REFUSED, clock: true },
+  { ...kRefused, clock: true },
   async ({ page, dialogs }) => {
     await open(page);
     await page.route("**/api/list", (route) => route.fulfill({ status: 500, body: "no" }));
@@ -273,7 +273,7 @@ pageTest(
 pageTest(
   "no second listing starts while one is on its way, nor while the page is hidden",
   {
-    ...CLOCK,
+    ...kClock,
     init: () => {
       Object.defineProperty(document, "visibilityState", {
         get: () => globalThis.visibility ?? "visible",
@@ -308,7 +308,7 @@ pageTest(
   },
 );
 
-pageTest("a file is deleted after a question", VIEW, async ({ page, dialogs }) => {
+pageTest("a file is deleted after a question", kView, async ({ page, dialogs }) => {
   await open(page);
   const request = page.waitForRequest("**/api/delete");
   await rowOf(page, "a.txt").getByTitle("Delete").click();
@@ -319,7 +319,7 @@ pageTest("a file is deleted after a question", VIEW, async ({ page, dialogs }) =
   assert.deepEqual(rootNames("Shared"), ["Inner", "b.txt"]);
 });
 
-pageTest("a deleted file leaves the selection", VIEW, async ({ page }) => {
+pageTest("a deleted file leaves the selection", kView, async ({ page }) => {
   await open(page);
   await page.locator("#chkAll").check();
   await rowOf(page, "a.txt").getByTitle("Delete").click();
@@ -327,7 +327,7 @@ pageTest("a deleted file leaves the selection", VIEW, async ({ page }) => {
   assert.equal(await info(page), "1 selected");
 });
 
-pageTest("a refused question leaves the file alone", VIEW, async ({ page, dialogs }) => {
+pageTest("a refused question leaves the file alone", kView, async ({ page, dialogs }) => {
   dialogs.accept = false;
   await open(page);
   await rowOf(page, "a.txt").getByTitle("Delete").click();
@@ -339,16 +339,20 @@ for (const [what, answer, text] of [
   ["a text", { status: 400, body: "Not today" }, "Not today"],
   ["an empty body", { status: 500, body: "" }, "HTTP 500"],
 ]) {
-  pageTest(`a delete refused with ${what} alerts "${text}"`, REFUSED, async ({ page, dialogs }) => {
-    await open(page);
-    await page.route("**/api/delete", (route) => route.fulfill(answer));
-    await rowOf(page, "a.txt").getByTitle("Delete").click();
-    await eventually(() => assert.equal(dialogs.seen.length, 2));
-    assert.deepEqual(dialogs.seen[1], { type: "alert", text, value: "" });
-  });
+  pageTest(
+    `a delete refused with ${what} alerts "${text}"`,
+    kRefused,
+    async ({ page, dialogs }) => {
+      await open(page);
+      await page.route("**/api/delete", (route) => route.fulfill(answer));
+      await rowOf(page, "a.txt").getByTitle("Delete").click();
+      await eventually(() => assert.equal(dialogs.seen.length, 2));
+      assert.deepEqual(dialogs.seen[1], { type: "alert", text, value: "" });
+    },
+  );
 }
 
-pageTest("a file is downloaded while the page stays", CLOCK, async ({ page }) => {
+pageTest("a file is downloaded while the page stays", kClock, async ({ page }) => {
   await open(page);
   const [download] = await Promise.all([
     page.waitForEvent("download"),
@@ -367,7 +371,7 @@ pageTest("a file is downloaded while the page stays", CLOCK, async ({ page }) =>
   await assertHidesAfter(page, 900);
 });
 
-pageTest("the base is the address without trailing slashes", VIEW, async ({ page }) => {
+pageTest("the base is the address without trailing slashes", kView, async ({ page }) => {
   const link = await shareFolder("Shared");
   const request = page.waitForRequest("**/api/list");
   await page.goto(`${world.program.origin}${link}/`);
@@ -375,7 +379,7 @@ pageTest("the base is the address without trailing slashes", VIEW, async ({ page
   await waitForRows(page, ["a.txt", "b.txt"]);
 });
 
-pageTest("the selected files are downloaded together", CLOCK, async ({ page }) => {
+pageTest("the selected files are downloaded together", kClock, async ({ page }) => {
   await open(page);
   await page.locator("#chkAll").check();
   const downloads = [];
@@ -402,41 +406,45 @@ pageTest("the selected files are downloaded together", CLOCK, async ({ page }) =
   assert.equal(await frames.count(), 0);
 });
 
-pageTest("the selected files are deleted one after the other", CLOCK, async ({ page, dialogs }) => {
-  await open(page);
-  await page.evaluate(() => {
-    globalThis.seen = [];
-    new MutationObserver(() => {
-      globalThis.seen.push([
-        document.getElementById("xferBar").value,
-        document.getElementById("xferText").textContent,
-        document.getElementById("xferDetail").textContent,
-      ]);
-    }).observe(document.getElementById("xferModal"), { childList: true, subtree: true });
-  });
-  const order = await rowNames(page);
-  await page.locator("#chkAll").check();
-  await page.locator("#delSelBtn").click();
-  const shown = await waitForTransfer(page, "Delete done.");
-  assert.deepEqual([shown.title, shown.bar, shown.detail], ["Delete", 100, "2 file(s) deleted"]);
-  assert.deepEqual(dialogs.seen, [
-    { type: "confirm", text: "Delete 2 selected file(s)?", value: "" },
-  ]);
-  assert.deepEqual(await page.evaluate(() => globalThis.seen), [
-    [0, "Deleting selected files…", "2 file(s)"],
-    [50, "Deleting: 1/2", order[0]],
-    [100, "Deleting: 2/2", order[1]],
-    [100, "Delete done.", "2 file(s) deleted"],
-  ]);
-  await waitForRows(page, []);
-  assert.equal(await info(page), "0 selected");
-  await assertHidesAfter(page, 1100);
-  assert.deepEqual(rootNames("Shared"), ["Inner"]);
-});
+pageTest(
+  "the selected files are deleted one after the other",
+  kClock,
+  async ({ page, dialogs }) => {
+    await open(page);
+    await page.evaluate(() => {
+      globalThis.seen = [];
+      new MutationObserver(() => {
+        globalThis.seen.push([
+          document.getElementById("xferBar").value,
+          document.getElementById("xferText").textContent,
+          document.getElementById("xferDetail").textContent,
+        ]);
+      }).observe(document.getElementById("xferModal"), { childList: true, subtree: true });
+    });
+    const order = await rowNames(page);
+    await page.locator("#chkAll").check();
+    await page.locator("#delSelBtn").click();
+    const shown = await waitForTransfer(page, "Delete done.");
+    assert.deepEqual([shown.title, shown.bar, shown.detail], ["Delete", 100, "2 file(s) deleted"]);
+    assert.deepEqual(dialogs.seen, [
+      { type: "confirm", text: "Delete 2 selected file(s)?", value: "" },
+    ]);
+    assert.deepEqual(await page.evaluate(() => globalThis.seen), [
+      [0, "Deleting selected files…", "2 file(s)"],
+      [50, "Deleting: 1/2", order[0]],
+      [100, "Deleting: 2/2", order[1]],
+      [100, "Delete done.", "2 file(s) deleted"],
+    ]);
+    await waitForRows(page, []);
+    assert.equal(await info(page), "0 selected");
+    await assertHidesAfter(page, 1100);
+    assert.deepEqual(rootNames("Shared"), ["Inner"]);
+  },
+);
 
 pageTest(
   "a file that cannot be deleted is counted",
-  { ...REFUSED, clock: true },
+  { ...kRefused, clock: true },
   async ({ page }) => {
     await open(page);
     const [first, second] = await rowNames(page);
@@ -450,7 +458,7 @@ pageTest(
   },
 );
 
-pageTest("a failed delete is named", { ...REFUSED, clock: true }, async ({ page }) => {
+pageTest("a failed delete is named", { ...kRefused, clock: true }, async ({ page }) => {
   await open(page);
   await select(page, "a.txt");
   await page.route("**/api/delete", (route) => route.fulfill({ status: 400, body: "no" }));
@@ -460,22 +468,26 @@ pageTest("a failed delete is named", { ...REFUSED, clock: true }, async ({ page 
   assert.deepEqual([shown.bar, shown.detail], [100, "FAILED: a.txt"]);
 });
 
-pageTest("a refused question deletes nothing of the selection", VIEW, async ({ page, dialogs }) => {
-  dialogs.accept = false;
-  await open(page);
-  await page.locator("#chkAll").check();
-  await page.locator("#delSelBtn").click();
-  assert.equal(dialogs.seen.length, 1);
-  assert.equal(await page.locator("#xferModal").isVisible(), false);
-  assert.deepEqual(rootNames("Shared"), ["Inner", "a.txt", "b.txt"]);
-});
+pageTest(
+  "a refused question deletes nothing of the selection",
+  kView,
+  async ({ page, dialogs }) => {
+    dialogs.accept = false;
+    await open(page);
+    await page.locator("#chkAll").check();
+    await page.locator("#delSelBtn").click();
+    assert.equal(dialogs.seen.length, 1);
+    assert.equal(await page.locator("#xferModal").isVisible(), false);
+    assert.deepEqual(rootNames("Shared"), ["Inner", "a.txt", "b.txt"]);
+  },
+);
 
 pageTest(
   "on a phone the card shrinks and nothing scrolls sideways",
   {
-    ...VIEW,
-    files: { ...VIEW.files, [`Shared/${"W".repeat(196)}.txt`]: "x" },
-    context: PHONE,
+    ...kView,
+    files: { ...kView.files, [`Shared/${"W".repeat(196)}.txt`]: "x" },
+    context: kPhone,
   },
   async ({ page }) => {
     await open(page);

@@ -7,7 +7,7 @@ import {
   pick,
   playProgress,
   upload,
-  WATCH_REQUESTS,
+  kWatchRequests,
 } from "./transfer_probe.mjs";
 import {
   dropFiles,
@@ -25,14 +25,14 @@ import {
 
 useWorld();
 
-const VIEW = { session: false, files: { "Shared/a.txt": "alpha" } };
-const CLOCK = { ...VIEW, clock: true };
-const REFUSED = { ...CLOCK, problems: /Failed to load resource/ };
-const WATCHED = { ...CLOCK, init: WATCH_REQUESTS };
+const kView = { session: false, files: { "Shared/a.txt": "alpha" } };
+const kClock = { ...kView, clock: true };
+const kRefused = { ...kClock, problems: /Failed to load resource/ };
+const kWatched = { ...kClock, init: kWatchRequests };
 
 const open = (page) => openSharedFolder(page, "Shared");
 
-pageTest("the file label follows the picked files", VIEW, async ({ page }) => {
+pageTest("the file label follows the picked files", kView, async ({ page }) => {
   await open(page);
   const label = page.locator("#fileLabel");
   await pick(page, picked("one.txt"));
@@ -41,7 +41,7 @@ pageTest("the file label follows the picked files", VIEW, async ({ page }) => {
   assert.equal(await label.textContent(), "2 files selected (1.5 MB)");
 });
 
-pageTest('"Choose files" opens the file input', VIEW, async ({ page }) => {
+pageTest('"Choose files" opens the file input', kView, async ({ page }) => {
   await open(page);
   const [chooser] = await Promise.all([
     page.waitForEvent("filechooser"),
@@ -50,7 +50,7 @@ pageTest('"Choose files" opens the file input', VIEW, async ({ page }) => {
   assert.equal(await chooser.element().getAttribute("id"), "files");
 });
 
-pageTest("an upload without files says so", CLOCK, async ({ page }) => {
+pageTest("an upload without files says so", kClock, async ({ page }) => {
   await open(page);
   await page.evaluate(() => {
     globalThis.seen = [];
@@ -70,7 +70,7 @@ pageTest("an upload without files says so", CLOCK, async ({ page }) => {
   await assertHidesAfter(page, 900);
 });
 
-pageTest("an upload is announced, and its progress shown", WATCHED, async ({ page }) => {
+pageTest("an upload is announced, and its progress shown", kWatched, async ({ page }) => {
   await open(page);
   await hold(page);
   await pick(page, picked("1.bin", Buffer.alloc(1572864)));
@@ -90,7 +90,7 @@ pageTest("an upload is announced, and its progress shown", WATCHED, async ({ pag
   assert.deepEqual([shown.bar, shown.text, shown.detail], [0, "Uploading…", "1.0 MB sent"]);
 });
 
-pageTest("uploaded files appear with the next refresh, not before", WATCHED, async ({ page }) => {
+pageTest("uploaded files appear with the next refresh, not before", kWatched, async ({ page }) => {
   await open(page);
   let listings = 0;
   page.on("request", (request) => {
@@ -112,7 +112,7 @@ pageTest("uploaded files appear with the next refresh, not before", WATCHED, asy
   assert.equal(listings, 1);
 });
 
-pageTest("during an upload the listing is not refreshed", WATCHED, async ({ page }) => {
+pageTest("during an upload the listing is not refreshed", kWatched, async ({ page }) => {
   await open(page);
   await hold(page);
   await pick(page, picked("one.txt"));
@@ -126,7 +126,7 @@ pageTest("during an upload the listing is not refreshed", WATCHED, async ({ page
   assert.equal(listings, 0);
 });
 
-pageTest("a drop uploads at once", CLOCK, async ({ page }) => {
+pageTest("a drop uploads at once", kClock, async ({ page }) => {
   await open(page);
   await dropFiles(page, [{ name: "dropped.txt", content: "drop" }]);
   const shown = await waitForTransfer(page, "Upload done.");
@@ -134,7 +134,7 @@ pageTest("a drop uploads at once", CLOCK, async ({ page }) => {
   assert.equal(fs.readFileSync(rootPath("Shared", "dropped.txt"), "utf8"), "drop");
 });
 
-pageTest("a second drop is ignored while the first upload runs", VIEW, async ({ page }) => {
+pageTest("a second drop is ignored while the first upload runs", kView, async ({ page }) => {
   await open(page);
   let requests = 0;
   let release;
@@ -161,7 +161,7 @@ for (const [what, answer, detail] of [
 ]) {
   pageTest(
     `an upload answered with ${what} shows "${detail}", and the next one works`,
-    REFUSED,
+    kRefused,
     async ({ page }) => {
       await open(page);
       await page.route("**/upload", (route) => route.fulfill(answer));
@@ -178,7 +178,7 @@ for (const [what, answer, detail] of [
   );
 }
 
-pageTest("an upload answer that is not JSON counts as success", CLOCK, async ({ page }) => {
+pageTest("an upload answer that is not JSON counts as success", kClock, async ({ page }) => {
   await open(page);
   await page.route("**/upload", (route) => route.fulfill({ status: 200, body: "fine" }));
   await pick(page, picked("one.txt"));
@@ -186,7 +186,7 @@ pageTest("an upload answer that is not JSON counts as success", CLOCK, async ({ 
   assert.equal((await waitForTransfer(page, "Upload done.")).bar, 100);
 });
 
-pageTest("a network error is shown, and the next upload works", REFUSED, async ({ page }) => {
+pageTest("a network error is shown, and the next upload works", kRefused, async ({ page }) => {
   await open(page);
   await page.route("**/upload", (route) => route.abort());
   await pick(page, picked("one.txt"));

@@ -2,9 +2,9 @@
 
 import assert from "node:assert/strict";
 
-const END = 0x06054b50;
-const CENTRAL = 0x02014b50;
-const LOCAL = 0x04034b50;
+const kEnd = 0x06054b50;
+const kCentral = 0x02014b50;
+const kLocal = 0x04034b50;
 
 function crc32(bytes) {
   let crc = 0xffffffff;
@@ -18,12 +18,12 @@ function crc32(bytes) {
 }
 
 function readEntry(zip, at) {
-  assert.equal(zip.readUInt32LE(at), CENTRAL);
+  assert.equal(zip.readUInt32LE(at), kCentral);
   const nameLength = zip.readUInt16LE(at + 28);
   const name = zip.toString("utf8", at + 46, at + 46 + nameLength);
   const size = zip.readUInt32LE(at + 24);
   const local = zip.readUInt32LE(at + 42);
-  assert.equal(zip.readUInt32LE(local), LOCAL);
+  assert.equal(zip.readUInt32LE(local), kLocal);
   const start = local + 30 + zip.readUInt16LE(local + 26) + zip.readUInt16LE(local + 28);
   const data = zip.subarray(start, start + size);
   assert.equal(crc32(data), zip.readUInt32LE(at + 16), `checksum of ${name}`);
@@ -33,7 +33,7 @@ function readEntry(zip, at) {
 // Entry names and their data.
 export function readStoredZip(zip) {
   const end = zip.length - 22;
-  assert.equal(zip.readUInt32LE(end), END);
+  assert.equal(zip.readUInt32LE(end), kEnd);
   const entries = {};
   let at = zip.readUInt32LE(end + 16);
   for (let i = zip.readUInt16LE(end + 10); i > 0; i -= 1) {

@@ -5,7 +5,7 @@ import { rowOf } from "./world.mjs";
 
 // Keeps the last XMLHttpRequest and the number of parts of its form. While globalThis.hold is set nothing is sent, so
 // that a test can play the browser's progress events.
-export const WATCH_REQUESTS = () => {
+export const kWatchRequests = () => {
   const send = XMLHttpRequest.prototype.send;
   XMLHttpRequest.prototype.send = function sendWatched(body) {
     globalThis.lastRequest = this;

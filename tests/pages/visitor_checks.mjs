@@ -3,7 +3,7 @@
 import assert from "node:assert/strict";
 import { eventually as eventuallyWithin } from "./world.mjs";
 
-export const ODD_NAMES = [
+export const kOddNames = [
   `${"W".repeat(251)}.txt`,
   "שלום עולם - قائمة.txt",
   "\u{1f469}\u200d\u{1f469}\u200d\u{1f467}\u200d\u{1f466} \u{1f3f3}\ufe0f\u200d\u{1f308}.txt",

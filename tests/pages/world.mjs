@@ -13,8 +13,8 @@ import { startHarbinet, windowsPath } from "../support/harbinet.mjs";
 // A check of a file waits for the program: the browser tells of a click before the disk tells of the change.
 export { eventually } from "../support/eventually.mjs";
 
-export const DESKTOP = { viewport: { width: 1280, height: 800 } };
-export const PHONE = {
+export const kDesktop = { viewport: { width: 1280, height: 800 } };
+export const kPhone = {
   viewport: { width: 390, height: 844 },
   hasTouch: true,
   isMobile: true,
@@ -147,7 +147,7 @@ function watch(page, problems, dialogs) {
   });
 }
 
-export async function openContext(settings = DESKTOP, session = true) {
+export async function openContext(settings = kDesktop, session = true) {
   const context = await world.browser.newContext({ ...settings, ignoreHTTPSErrors: true });
   if (session) {
     await context.addCookies([world.cookie]);

@@ -46,7 +46,7 @@ export class Curve {
       set multiplot layout 3,1
       set xlabel "minutes"
       set yrange [0:*]
-      set key bottom right
+      set key above
       ${plots.join("\n")}
       unset multiplot`;
     execFileSync("gnuplot", [], { input: script, timeout: 60_000 });
