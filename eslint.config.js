@@ -6,8 +6,13 @@ const strictness = {
   "no-shadow": "error",
   "no-var": "error",
   "prefer-const": "error",
-  // Constants are spelled kLikeThis, as in C++.
-  "no-restricted-syntax": ["error", "VariableDeclarator > Identifier.id[name=/^[A-Z][A-Z0-9_]+$/]"],
+  "no-restricted-syntax": [
+    "error",
+    {
+      selector: "VariableDeclarator > Identifier.id[name=/^[A-Z][A-Z0-9_]+$/]",
+      message: "Constants are spelled kLikeThis, as in C++.",
+    },
+  ],
   "max-lines": ["error", 500],
   "max-lines-per-function": ["error", { max: 60, skipBlankLines: true, skipComments: true }],
 };
