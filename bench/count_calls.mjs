@@ -96,8 +96,9 @@ function systemCalls(trace, start) {
     const [, thread, , name, rest] = match;
     calls.push({ thread, name, isTimeZone: rest.includes("/etc/localtime") });
   }
-  const acceptor = calls.find(({ name }) => /^clone3?$/.test(name)).thread;
-  const connection = calls.find(({ name }) => name === "exit").thread;
+  const created = calls.findIndex(({ name }) => /^clone3?$/.test(name));
+  const acceptor = calls[created].thread;
+  const connection = calls.slice(created).find(({ name }) => name === "exit").thread;
   const own = calls.filter(({ thread }) => thread === acceptor || thread === connection);
   return tally(
     own.map(({ name, isTimeZone }) => {
@@ -120,7 +121,8 @@ async function countSystemCalls(pid, folder, request) {
     await sleep(20);
     const [offset, start] = [sizeOf(file), Date.now() / 1000];
     request();
-    await until(() => / exit\(0\)/.test(textFrom(file, offset)), "the end of the thread");
+    const isOver = () => / clone3?\([^]* exit\(0\)/.test(textFrom(file, offset));
+    await until(isOver, "the end of the connection's thread");
     tallies.push(systemCalls(textFrom(file, offset), start));
   }
   strace.kill("SIGINT");
