@@ -126,7 +126,10 @@ test("uninstalling with the program running leaves nothing but the user's own da
   assert.deepEqual(machine.netsh(), [deleteRules]);
 
   const { added, missing } = difference(fresh, machine.snapshot());
-  assert.deepEqual(missing, []);
+  assert.deepEqual(
+    missing.filter((line) => !isWines(line)),
+    [],
+  );
   assert.deepEqual(
     added.filter((line) => !isUsersOwn(line)).filter((line) => !isWines(line)),
     [],

@@ -1,7 +1,7 @@
 // Hands on the pages of a running setup or uninstall. Answers are UTF-8 lines.
 //
 //   setup_pages wait TEXT      waits until a page or a message shows the text anywhere, at most 20
-//   seconds setup_pages gone           waits until there is no page any more, at most 20 seconds
+//   seconds setup_pages gone           waits until there is no page any more, at most 60 seconds
 //   setup_pages texts          every text that is shown, one a line
 //   setup_pages items          the check boxes of the page's list: "x NAME" or "- NAME"
 //   setup_pages toggle NAME    clicks the check box of that item or that button
@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr DWORD kWaitMilliseconds = 20'000;
+constexpr DWORD kWaitMilliseconds = 60'000;
 constexpr UINT kAnswerMilliseconds = 5'000;
 
 std::wstring TextOf(HWND window) {
