@@ -36,9 +36,12 @@ export const appsKey =
 /** Compiles the installer of a program of the release build; its path. */
 export function makeInstaller(program, itsVersion) {
   const env = { ...process.env, HARBINET_VERSION: itsVersion };
-  const content = path.join(work, `content-${itsVersion}`);
-  const setup = path.join(work, `Harbinet-PRO-${itsVersion}-setup.exe`);
-  mkdirSync(work, { recursive: true });
+  // A folder of this process: another one may be running its installer just now.
+  const own = path.join(work, `${process.pid}`);
+  const content = path.join(own, `content-${itsVersion}`);
+  const setup = path.join(own, `Harbinet-PRO-${itsVersion}-setup.exe`);
+  mkdirSync(own, { recursive: true });
+  process.once("exit", () => rmSync(own, { recursive: true, force: true }));
   execFileSync(path.join(scripts, "release/content"), [path.join(release, program), content], {
     env,
   });
