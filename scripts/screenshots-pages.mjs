@@ -1,19 +1,15 @@
-// Takes the pictures of the three pages for the README from the real program, those of a phone in three engines:
+// Takes the pictures of the three pages for the README from the real program:
 //
 //   scripts/with-display node scripts/screenshots-pages.mjs
 //
 // The program must have been built (./run --build-only) and the node packages installed
 // (npm ci). The pictures go to docs/images.
 
-import assert from "node:assert/strict";
 import fs from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { root, startHarbinet } from "../tests/support/harbinet.mjs";
 import { launchChromium } from "../tests/pages/chromium.mjs";
-import { openPuppeteer } from "../tests/pages/drive_puppeteer.mjs";
-import { eventually } from "../tests/pages/world.mjs";
-import { openWebKit } from "../tests/pages/drive_webkit.mjs";
 
 const kImages = path.join(root, "docs/images");
 const kFiles = {
@@ -74,36 +70,6 @@ async function takeSharedFolder(browser, page, harbinet) {
   await picture(guest, "shared-folder");
 }
 
-const kEngines = {
-  chromium: (own) => openPuppeteer("chromium", own),
-  firefox: (own) => openPuppeteer("firefox", own),
-  webkit: openWebKit,
-};
-
-function hasListing() {
-  return document.querySelectorAll("#rows tr").length > 0;
-}
-
-async function takePhone(name, harbinet) {
-  const own = fs.mkdtempSync(path.join(os.tmpdir(), "harbinet-phone-"));
-  const engine = await kEngines[name](own);
-  try {
-    const phone = await engine.visit({ hasTouch: true });
-    await phone.open(`${harbinet.origin}/`);
-    await phone.write("#code", await harbinet.pin());
-    await phone.press("#loginBtn");
-    await eventually(async () => assert.ok(await phone.evaluate(hasListing)));
-    await phone.resize(390, 720);
-    await eventually(async () => assert.ok(await phone.evaluate(hasListing)));
-    await phone.press('[aria-label="Select Shopping list.txt"]');
-    await phone.picture(path.join(kImages, `phone-${name}.png`));
-    await phone.close();
-  } finally {
-    await engine.close();
-    fs.rmSync(own, { recursive: true, force: true });
-  }
-}
-
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), "harbinet-pictures-"));
 fs.mkdirSync(kImages, { recursive: true });
 fill(folder);
@@ -114,9 +80,6 @@ try {
   await takeLogin(page, harbinet);
   await takeFileManager(page, harbinet);
   await takeSharedFolder(browser, page, harbinet);
-  for (const name of Object.keys(kEngines)) {
-    await takePhone(name, harbinet);
-  }
 } finally {
   await browser.close();
   await harbinet.stop();

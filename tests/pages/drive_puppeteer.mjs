@@ -49,8 +49,29 @@ class Visitor {
     });
   }
 
-  open(address) {
-    return this.page.goto(address);
+  async open(address) {
+    if (this.page.url() === "about:blank") {
+      await this.page.goto(address);
+    } else {
+      await this.leaveFor(address);
+    }
+  }
+
+  // After a download Firefox never tells Puppeteer that a page has arrived, so the page itself is asked.
+  async leaveFor(address) {
+    await this.page.evaluate((to) => {
+      globalThis.isLeaving = true;
+      setTimeout(() => location.assign(to), 0);
+    }, address);
+    const end = Date.now() + 20000;
+    const hasArrived = () => globalThis.isLeaving !== true && document.readyState === "complete";
+    // A question that comes while the page changes has no answer.
+    while (!(await this.page.evaluate(hasArrived).catch(() => false))) {
+      if (Date.now() > end) throw new Error(`${address} did not open`);
+      await new Promise((resolve) => {
+        setTimeout(resolve, 50);
+      });
+    }
   }
 
   // CSS pixels; the window may be larger.

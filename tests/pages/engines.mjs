@@ -400,9 +400,11 @@ function endingTests(name) {
     await visitor.press("#loginBtn");
     await eventually(async () => assert.notEqual(await textOf("#msg"), ""));
     assert.doesNotMatch(await textOf("#msg"), /Wrong code|Too many/);
-    const lines = (await world.program.harbinet.messages()).join("\n");
-    assert.match(lines, /AUTH {4}>>>>>> {2}ALERT <<<<<<< {2}failed 3x => IP banned 2 min: /);
-    assert.match(lines, /AUTH {4}blocked IP .* \(\d+s remaining\)/);
+    const { harbinet } = world.program;
+    await harbinet.waitForMessage(
+      /^AUTH {4}>>>>>> {2}ALERT <<<<<<< {2}failed 3x => IP banned 2 min: /,
+    );
+    await harbinet.waitForMessage(/^AUTH {4}blocked IP .* \(\d+s remaining\)$/);
     await restartProgram();
     await logInByHand();
   });

@@ -25,7 +25,11 @@ export async function sideways(who) {
 
 // Texts and controls of the listing that reach over the edges of their cell. A name's own edges cut it.
 export function sticksOut() {
-  return Array.from(document.querySelectorAll("tr > *")).flatMap((cell) => {
+  // Rows out of sight are not laid out, and not every engine does so for a question.
+  const style = document.createElement("style");
+  style.textContent = "tbody tr { content-visibility: visible; }";
+  document.head.append(style);
+  const found = Array.from(document.querySelectorAll("tr > *")).flatMap((cell) => {
     const place = cell.getBoundingClientRect();
     const range = document.createRange();
     range.selectNodeContents(cell);
@@ -34,6 +38,8 @@ export function sticksOut() {
       .filter(({ left, right }) => left < place.left - 1 || right > place.right + 1)
       .map(() => `${cell.textContent.trim().slice(0, 40)} in ${cell.className}`);
   });
+  style.remove();
+  return found;
 }
 
 export async function assertFits(who, width) {
