@@ -22,7 +22,7 @@ const release = path.join(root, "build/release");
 const scripts = path.join(root, "scripts");
 const work = path.join(root, "build/installer-tests");
 // Everything takes its time on a busy machine.
-const kSeconds = 180;
+const kSeconds = 90;
 
 export const version = /VERSION ([\d.]+) /.exec(
   readFileSync(path.join(root, "CMakeLists.txt"), "utf8"),
