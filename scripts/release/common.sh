@@ -15,6 +15,7 @@ fail() {
 version=${HARBINET_VERSION:-$(sed -nE 's/^project\(harbinet VERSION ([0-9.]+).*/\1/p' "$root/CMakeLists.txt")}
 [ "$version" ] || fail "CMakeLists.txt names no version"
 # Windows counts in four numbers.
+# shellcheck disable=SC2034 # for the scripts that source this
 version_four=$(cut -d. -f1-4 <<<"$version.0.0.0")
 # The time that everything in a release bears, in seconds since 1970: the commit's.
 export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git -C "$root" log -1 --format=%ct)}
