@@ -5,7 +5,6 @@
 #include <windows.h>
 
 #include <conio.h>
-#include <io.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -23,6 +22,9 @@
 #include "kept_settings.h"
 #include "test_process.h"
 #include "test_report.h"
+
+// In ntdll; no header of the program's kind declares it.
+extern "C" LONG NTAPI RtlGetVersion(OSVERSIONINFOW* version);
 
 namespace harbinet::kit {
 namespace {
@@ -105,9 +107,15 @@ std::string RegistryLine(const wchar_t* name) {
     return WideToUtf8(text);
 }
 
+// The numbers, because Windows 11 still calls itself Windows 10 in the registry.
 std::string WindowsVersion() {
-    return RegistryLine(L"ProductName") + ", version " + RegistryLine(L"DisplayVersion") +
-           ", build " + RegistryLine(L"CurrentBuild");
+    OSVERSIONINFOW version = {};
+    version.dwOSVersionInfoSize = sizeof version;
+    RtlGetVersion(&version);
+    return "Windows " + std::to_string(version.dwMajorVersion) + "." +
+           std::to_string(version.dwMinorVersion) + ", build " +
+           std::to_string(version.dwBuildNumber) + " (" + RegistryLine(L"ProductName") + " " +
+           RegistryLine(L"DisplayVersion") + ")";
 }
 
 class Kit {
@@ -255,11 +263,12 @@ void RunAll(Kit& kit, const fs::path& bin, const Options& options) {
     if (!settings.Restore({})) kit.Fail(kNotRestored);
 }
 
-// Started by a double click: the window would close with the last line.
+// Started by a double click: the window would close with the last line. Waits for a key.
 void KeepWindowOpen() {
+    DWORD mode = 0;
     DWORD processes[3];
-    if (_isatty(0) && GetConsoleProcessList(processes, 3) <= 2 && !IsInterrupted()) {
-        std::puts("Press a key.");
+    if (GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) &&
+        GetConsoleProcessList(processes, 3) <= 2 && !IsInterrupted()) {
         _getch();
     }
 }
