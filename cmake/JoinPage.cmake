@@ -54,8 +54,13 @@ foreach(line IN LISTS includes)
   string(REGEX REPLACE "<!-- include ([a-z_.]+) -->" "\\1" name "${line}")
   read_text(${page_dir}/${name} text)
   string(STRIP "${text}" text)
+  # As deep as the line that it stands for.
+  string(REPLACE "\n" "\n    " text "${text}")
   string(REPLACE "${line}" "${text}" document "${document}")
 endforeach()
+
+# For the formatter of the sources only.
+string(REGEX REPLACE "\n *<!-- prettier-ignore -->" "" document "${document}")
 
 string(REGEX MATCHALL "<link rel=\"stylesheet\" href=\"[a-z_.]+\" />" links "${document}")
 set(styles "")

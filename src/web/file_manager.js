@@ -7,9 +7,9 @@ import { clearPickedFiles, installFilePicker, pickedFiles } from "./file_label.j
 import { focusFirstRow } from "./focus_mark.js";
 import {
   copyTemplate,
+  createFileRow,
   createListing,
-  fillCheckBox,
-  fillRow,
+  createRow,
   installRowActions,
   listingHasCome,
 } from "./listing.js";
@@ -50,20 +50,14 @@ function isEveryFileSelected() {
   return rows.querySelector(".itemSel") !== null && !rows.querySelector(".itemSel:not(:checked)");
 }
 
-function fileRow(item) {
-  const row = fillRow(copyTemplate("fileRow"), item.name);
-  fillCheckBox(row, item.name);
-  return row;
-}
-
 function rowOf(item) {
   switch (item.type) {
     case "up":
       return copyTemplate("upRow");
     case "dir":
-      return fillRow(copyTemplate("folderRow"), item.name);
+      return createRow("folderRow", item.name);
     default:
-      return fileRow(item);
+      return createFileRow(item.name);
   }
 }
 

@@ -25,7 +25,8 @@ function setName(label, name) {
   }
 }
 
-export function fillRow(row, name) {
+export function createRow(templateId, name) {
+  const row = copyTemplate(templateId);
   setName(row.querySelector(".name"), name);
   const encoded = encodeURIComponent(name);
   for (const control of row.querySelectorAll("[data-action]")) {
@@ -37,10 +38,13 @@ export function fillRow(row, name) {
   return row;
 }
 
-export function fillCheckBox(row, name) {
+// A file's row can be selected.
+export function createFileRow(name) {
+  const row = createRow("fileRow", name);
   const checkBox = row.querySelector("input");
   checkBox.dataset.name = name;
   checkBox.setAttribute("aria-label", `Select ${name}`);
+  return row;
 }
 
 // What makes two items of successive listings the same one: type and name. No listing should hold a

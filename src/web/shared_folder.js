@@ -4,14 +4,7 @@
 import { installDropZone } from "./drop_zone.js";
 import { clearPickedFiles, installFilePicker, pickedFiles } from "./file_label.js";
 import { addDownloadFrame } from "./hidden_frame.js";
-import {
-  copyTemplate,
-  createListing,
-  fillCheckBox,
-  fillRow,
-  installRowActions,
-  listingHasCome,
-} from "./listing.js";
+import { createFileRow, createListing, installRowActions, listingHasCome } from "./listing.js";
 import { fetchInTime } from "./patience.js";
 import { isSuccess, jsonPost, parseJson } from "./request.js";
 import { keepStill } from "./still_rows.js";
@@ -60,9 +53,7 @@ function showSelection() {
 }
 
 function rowOf(item) {
-  const row = fillRow(copyTemplate("fileRow"), item.name);
-  fillCheckBox(row, item.name);
-  return row;
+  return createFileRow(item.name);
 }
 
 const listing = createListing(rows, rowOf, showSelection);
