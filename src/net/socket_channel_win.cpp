@@ -113,12 +113,6 @@ void SocketChannel::LimitReceiving(milliseconds idle, std::optional<milliseconds
     if (total) deadline_ = Clock::now() + *total;
 }
 
-// SO_SNDBUF is not among the options, on purpose. With one send at a time, blocking or not, the
-// send buffer is what limits the bytes in flight. Since Windows 7 the system sizes it for each
-// connection by delay and bandwidth, and stops doing so when a program sets SO_SNDBUF ("dynamic
-// send buffering": Windows Sockets reference, "SIO_IDEAL_SEND_BACKLOG_QUERY Control Code"). A fixed
-// size above one chunk would be the way out if non-blocking sends were seen to wait for delayed
-// acknowledgements, as Microsoft's article 823764 tells of older systems.
 void SocketChannel::PrepareSend(std::size_t count) {
     if (send_is_prepared_ || (count <= kShortSendBytes && sent_ + count <= kShortReplyBytes))
         return;
@@ -130,6 +124,12 @@ void SocketChannel::PrepareSend(std::size_t count) {
 
 // A system that holds a lot for a client says for minutes that there is no room, although the
 // client takes bytes all the time. So it holds little until the client has shown that it is quick.
+//
+// For a quick client the buffer limits the bytes in flight: 2 MiB are 100 MB/s over a network of
+// 20 ms. It is larger than any one send, because a send that fills it may wait for a delayed
+// acknowledgement (Microsoft's article 823764). Windows sizes the buffer by itself since version 7
+// and stops doing so once a program sets it ("dynamic send buffering": Windows Sockets reference,
+// "SIO_IDEAL_SEND_BACKLOG_QUERY Control Code"); shorter replies, which set nothing, keep that.
 void SocketChannel::LimitSendBuffer(std::size_t count) {
     if (buffered_for_ != BufferedFor::kShortReply || sent_ + count <= kUnlimitedReplyBytes) return;
     buffered_for_ = BufferedFor::kSlowClient;
