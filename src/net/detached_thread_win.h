@@ -1,6 +1,6 @@
 // Threads that nobody waits for, such as one for each connection.
 //
-// Not std::thread(...).detach(): MinGW's thread library hands the descriptor of a thread that ends
+// No detached std::thread: MinGW's thread library hands the descriptor of a thread that ends
 // before it is detached to the next thread and then ends it once more. Threads get lost that way,
 // or begin without their function. Threads of the C runtime keep no such descriptor.
 #pragma once
