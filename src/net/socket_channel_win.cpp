@@ -15,10 +15,6 @@ constexpr milliseconds kDeadlineSlack{100};
 // A socket may count as writable only when much of its buffer is free. Trying again meanwhile
 // serves a slow client from the first free byte on.
 constexpr milliseconds kSendRetry{1000};
-// A client that takes as much in that time is quick. It is more than its own system takes in for
-// one that reads nothing.
-constexpr std::size_t kQuickBytes = std::size_t{256} * 1024;
-constexpr milliseconds kQuickTime{1000};
 constexpr std::size_t kDrainBufferBytes = std::size_t{32} * 1024;
 
 Channel::Result ResultOf(int count) {
@@ -45,9 +41,8 @@ Channel::Result SocketChannel::Receive(std::span<char> buffer) {
 
 Channel::Result SocketChannel::Send(std::string_view bytes) {
     PrepareSend(bytes.size());
-    LimitSendBuffer(bytes.size());
     const Result result = ResultOf(socket_->Send(bytes));
-    if (result.status == Status::kDone) CountTaken(result.count);
+    if (result.status == Status::kDone) stalled_since_.reset();
     return result;
 }
 
@@ -113,43 +108,20 @@ void SocketChannel::LimitReceiving(milliseconds idle, std::optional<milliseconds
     if (total) deadline_ = Clock::now() + *total;
 }
 
+// SO_SNDBUF is not among the options, on purpose. With one send at a time the send buffer is what
+// limits the bytes in flight. Since Windows 7 the system sizes it for each connection by delay and
+// bandwidth, and stops doing so when a program sets SO_SNDBUF ("dynamic send buffering": Windows
+// Sockets reference, "SIO_IDEAL_SEND_BACKLOG_QUERY Control Code"). A fixed size above one chunk
+// would be the way out if sends were seen to wait for delayed acknowledgements, as Microsoft's
+// article 823764 tells of older systems.
 void SocketChannel::PrepareSend(std::size_t count) {
-    if (send_is_prepared_ || (count <= kShortSendBytes && sent_ + count <= kShortReplyBytes))
-        return;
+    if (send_is_prepared_) return;
+    sent_ += count;
+    if (count <= kShortSendBytes && sent_ <= kShortReplyBytes) return;
     send_is_prepared_ = true;
     // A blocking send ends when everything is taken or its time is over, and leaves the connection
     // in an unknown state then. Here every byte counts that the client takes.
     never_blocks_ = socket_->StopBlocking() == 0;
-}
-
-// A system that holds a lot for a client says for minutes that there is no room, although the
-// client takes bytes all the time. So it holds little until the client has shown that it is quick.
-//
-// For a quick client the buffer limits the bytes in flight: 2 MiB are 100 MB/s over a network of
-// 20 ms. It is larger than any one send, because a send that fills it may wait for a delayed
-// acknowledgement (Microsoft's article 823764). Windows sizes the buffer by itself since version 7
-// and stops doing so once a program sets it ("dynamic send buffering": Windows Sockets reference,
-// "SIO_IDEAL_SEND_BACKLOG_QUERY Control Code"); shorter replies, which set nothing, keep that.
-void SocketChannel::LimitSendBuffer(std::size_t count) {
-    if (buffered_for_ != BufferedFor::kShortReply || sent_ + count <= kUnlimitedReplyBytes) return;
-    buffered_for_ = BufferedFor::kSlowClient;
-    socket_->SetOption(SOL_SOCKET, SO_SNDBUF, kSlowSendBufferBytes);
-    quick_since_ = Clock::now();
-}
-
-void SocketChannel::CountTaken(std::size_t count) {
-    stalled_since_.reset();
-    sent_ += count;
-    if (buffered_for_ != BufferedFor::kSlowClient) return;
-    taken_ += count;
-    if (taken_ < kQuickBytes) return;
-    const auto now = Clock::now();
-    if (now - quick_since_ <= kQuickTime) {
-        buffered_for_ = BufferedFor::kQuickClient;
-        socket_->SetOption(SOL_SOCKET, SO_SNDBUF, kQuickSendBufferBytes);
-    }
-    taken_ = 0;
-    quick_since_ = now;
 }
 
 void SocketChannel::DrainBriefly() {

@@ -30,12 +30,6 @@ inline constexpr std::size_t kDrainBytes = 64 * 1024 * 1024;
 inline constexpr std::size_t kShortSendBytes = 1200;
 inline constexpr std::size_t kShortReplyBytes = 4096;
 
-// Replies up to this length use the system's send buffer as it is. For longer ones it is small
-// until the client has shown that it is quick.
-inline constexpr std::size_t kUnlimitedReplyBytes = std::size_t{64} * 1024;
-inline constexpr DWORD kSlowSendBufferBytes = 16 * 1024;
-inline constexpr DWORD kQuickSendBufferBytes = 2 * 1024 * 1024;
-
 // What a client whose socket has no room for longer than the write limit must have acknowledged
 // meanwhile to count as alive: some 270 bytes a second.
 inline constexpr std::uint64_t kMinAcknowledgedBytes = 8192;
@@ -68,8 +62,6 @@ private:
     bool HasAcknowledgedSinceStall();
     void LimitReceiving(Milliseconds idle, std::optional<Milliseconds> total);
     void PrepareSend(std::size_t count);
-    void LimitSendBuffer(std::size_t count);
-    void CountTaken(std::size_t count);
     void DrainBriefly();
 
     std::shared_ptr<Socket> socket_;
@@ -79,12 +71,8 @@ private:
     std::optional<Clock::time_point> deadline_;  // for all receiving of the present phase
     Milliseconds receive_timeout_{0};            // as set on the socket; 0 is none
 
-    std::size_t sent_ = 0;
+    std::size_t sent_ = 0;  // counted until the socket is prepared for sending
     bool send_is_prepared_ = false;
-    enum class BufferedFor { kShortReply, kSlowClient, kQuickClient };
-    BufferedFor buffered_for_ = BufferedFor::kShortReply;
-    std::size_t taken_ = 0;  // since quick_since_
-    Clock::time_point quick_since_;
     bool never_blocks_ = false;                       // no call on the socket waits any more
     std::optional<Clock::time_point> stalled_since_;  // no byte has been taken since then
     std::optional<std::uint64_t> acknowledged_at_stall_;

@@ -18,7 +18,6 @@ class RecordingCalls final : public SocketCalls {
 public:
     int SetOption(SOCKET socket, int level, int name, DWORD value) override {
         if (name == SO_RCVTIMEO) ++receive_timeouts;
-        if (name == SO_SNDBUF) send_buffers.push_back(value);
         if (level == failing_level && name == failing_option) return SOCKET_ERROR;
         return SocketCalls::SetOption(socket, level, name, value);
     }
@@ -61,7 +60,6 @@ public:
     int failing_level = -1;
     int failing_option = -1;
     int receive_timeouts = 0;
-    std::vector<DWORD> send_buffers;
     int stops_of_blocking = 0;
     bool endless = false;
     int endless_bytes = 0;

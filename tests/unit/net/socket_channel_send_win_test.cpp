@@ -139,34 +139,5 @@ TEST_F(SocketChannelSendTest, ASendOfMoreThanOneSegmentStopsTheBlocking) {
     EXPECT_EQ(calls_.stops_of_blocking, 1);
 }
 
-TEST_F(SocketChannelSendTest, TheSystemHoldsLittleUntilTheClientIsQuick) {
-    SocketChannel channel = Make();
-    EXPECT_EQ(channel.Send(std::string(65'536, 'x')).status, Status::kDone);
-    EXPECT_THAT(calls_.send_buffers, testing::IsEmpty());
-    channel.Send("x");
-    EXPECT_THAT(calls_.send_buffers, testing::ElementsAre(16 * 1024));
-    std::jthread client([this] { ReceiveText(pair_.client.Get(), 1'000'000); });
-    const std::string chunk(100'000, 'x');
-    for (std::size_t sent = 0; sent < 800'000;) {
-        const Channel::Result result = channel.Send(chunk);
-        sent += result.count;
-        if (result.status == Status::kTryAgain) channel.Wait(Channel::Direction::kSend);
-    }
-    EXPECT_THAT(calls_.send_buffers, testing::ElementsAre(16 * 1024, 2 * 1024 * 1024));
-    pair_.client.Reset();
-}
-
-TEST_F(SocketChannelSendTest, AClientThatTakesItsTimeIsNotQuick) {
-    SocketChannel channel = Make({.drain = milliseconds(1)});
-    Fill(channel);
-    // A quarter of a mebibyte in more than a second.
-    for (int i = 0; i < 4; ++i) {
-        Sleep(400);
-        ReceiveText(pair_.client.Get(), 65'536);
-        channel.Send(std::string(65'536, 'x'));
-    }
-    EXPECT_THAT(calls_.send_buffers, testing::ElementsAre(16 * 1024));
-}
-
 }  // namespace
 }  // namespace harbinet
