@@ -209,8 +209,8 @@ describe("a client that takes its file slowly", () => {
       const slowly = Buffer.concat(received).length;
       assert.ok(slowly > 200_000 && slowly < 400_000, `${slowly} bytes in the first minute`);
       const end = collect(socket, 60_000);
-    socket.resume();
-    const rest = await end;
+      socket.resume();
+      const rest = await end;
       const reply = Buffer.concat([...received, rest]);
       assert.ok(
         reply.subarray(reply.indexOf("\r\n\r\n") + 4).equals(bytes),
