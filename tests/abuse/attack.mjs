@@ -23,8 +23,11 @@ export async function runTool(name, args, { seconds = 120, codes = [0] } = {}) {
   return output;
 }
 
+// Goes with this process.
 export function scratchFolder() {
-  return fs.mkdtempSync(path.join(os.tmpdir(), "abuse-"));
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), "abuse-"));
+  process.once("exit", () => fs.rmSync(folder, { recursive: true, force: true }));
+  return folder;
 }
 
 // Asks for the status and logs in, over and over from an address of its own, while `work` runs. Each of them must be
