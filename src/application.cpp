@@ -3,6 +3,7 @@
 #include <commctrl.h>
 #include <objbase.h>
 
+#include <cstdlib>
 #include <cwchar>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "app/ascii.h"
 #include "app/encoding.h"
 #include "app/master_pin.h"
+#include "app/memory_reserve.h"
 #include "app/paths_win.h"
 #include "app/random.h"
 #include "app/settings_win.h"
@@ -258,6 +260,11 @@ void Application::Run(const wchar_t* command_line, int show_state) {
 
 int RunApplication(HINSTANCE instance, const wchar_t* command_line, int show_state) {
     AssertUiThread();
+    // An abnormal end is told by its exit code: the C library would first show a message, and wait
+    // for somebody to close it.
+    _set_error_mode(_OUT_TO_STDERR);
+    PrepareThreadForExceptions();
+    KeepMemoryReserve();
     const SingleInstance single_instance = EnterSingleInstance();
     if (!single_instance.is_first) {
         ShowAlreadyRunning();

@@ -1,12 +1,16 @@
 #include <windows.h>
 
 #include "app/large_buffer.h"
+#include "app/memory_reserve.h"
 
 namespace harbinet {
 
 void* AllocatePages(std::size_t bytes) {
     void* const memory = VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
-    if (!memory) throw std::bad_alloc();
+    if (!memory) {
+        GiveBackMemoryReserve();
+        throw std::bad_alloc();
+    }
     return memory;
 }
 

@@ -39,10 +39,11 @@ bool StreamFileDownload(Stream& stream, FileSystem& files, const std::wstring& f
     return true;
 }
 
-void DownloadWithLog(const FileServices& services, Stream& stream, std::wstring_view tag,
+void DownloadWithLog(const FileServices& services, Exchange& exchange, std::wstring_view tag,
                      const std::wstring& full_path, std::string_view download_name) {
+    exchange.request.ForgetHead();
     services.log.Log(std::wstring(tag) + full_path);
-    if (!StreamFileDownload(stream, services.files, full_path, download_name)) {
+    if (!StreamFileDownload(exchange.stream, services.files, full_path, download_name)) {
         services.log.Log(std::wstring(tag) + L"failed: " + full_path);
     }
 }
@@ -56,7 +57,7 @@ void ServeDownload(const FileServices& services, Exchange& exchange) {
     if (services.files.Kind(path) != PathKind::kFile) {
         return SendPlainError(exchange.stream, 404, "Not Found");
     }
-    DownloadWithLog(services, exchange.stream, L"DL      ", path, WideToUtf8(FileBaseName(path)));
+    DownloadWithLog(services, exchange, L"DL      ", path, WideToUtf8(FileBaseName(path)));
 }
 
 }  // namespace harbinet

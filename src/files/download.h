@@ -20,8 +20,9 @@ inline constexpr std::size_t kDownloadChunkBytes = 262'144;
 bool StreamFileDownload(Stream& stream, FileSystem& files, const std::wstring& full_path,
                         std::string_view download_name);
 
-// The same with its log lines: `tag` + path before, `tag` + "failed: " + path after a failure.
-void DownloadWithLog(const FileServices& services, Stream& stream, std::wstring_view tag,
+// The same with its log lines: `tag` + path before, `tag` + "failed: " + path after a failure. The
+// request's head is given back before.
+void DownloadWithLog(const FileServices& services, Exchange& exchange, std::wstring_view tag,
                      const std::wstring& full_path, std::string_view download_name);
 
 }  // namespace harbinet

@@ -98,6 +98,7 @@ void ServeDeleteMany(const FileServices& services, Exchange& exchange) {
     std::size_t deleted = 0;
     JsonStringReader names(body, "names");
     for (std::string utf8_name; names.Next(utf8_name);) {
+        if (utf8_name.size() > kMaxUtf8PathBytes) continue;
         const std::wstring name = Utf8ToWide(utf8_name);
         if (!IsSimpleName(name)) continue;
         const std::wstring path = JoinDirName(folder, name);

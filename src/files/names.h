@@ -7,6 +7,11 @@
 
 namespace harbinet {
 
+// Characters of the longest path that Windows knows. Nothing longer is looked at, or kept.
+inline constexpr std::size_t kMaxPathLength = 32'767;
+// The same in UTF-8.
+inline constexpr std::size_t kMaxUtf8PathBytes = 3 * kMaxPathLength;
+
 // Every "\" becomes "/", and leading "/" go. The empty path is the web root itself.
 std::wstring NormalizeRelPath(std::wstring path);
 std::string NormalizeRelPath(std::string utf8_path);

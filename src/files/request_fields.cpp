@@ -16,6 +16,7 @@ void ReadJsonBody(Exchange& exchange, std::uint64_t max_bytes, const BodyLimits&
         return;
     }
     ReadBody(exchange.stream, exchange.request, max_bytes, limits);
+    if (exchange.stream.HasTimedOut()) exchange.request.body.clear();
 }
 
 void ReplyOk(Stream& stream, std::string_view members) {

@@ -18,7 +18,8 @@ inline constexpr std::uint64_t kMaxEntryBodyBytes = 64ULL * 1024;
 std::wstring WideQueryParam(const HttpRequest& request, std::string_view name);
 
 // Completes the body to its Content-Length. A body that announces more than `max_bytes` is not read
-// but emptied, so that every field is missing: nobody wants half a list of files deleted.
+// but emptied, and so is one that was cut off because it took too long: every field is missing
+// then. Nobody wants half a list of files deleted, or a file whose name begins as that of another.
 void ReadJsonBody(Exchange& exchange, std::uint64_t max_bytes, const BodyLimits& limits);
 
 // 200 with {"ok":true}, or {"ok":true,members}.

@@ -99,7 +99,7 @@ std::string_view ReceiveMultipartUpload(const FileServices& services, Stream& st
 
 void UploadInto(const FileServices& services, Exchange& exchange, const std::wstring& relative,
                 const UploadReplies& replies) {
-    const HttpRequest& request = exchange.request;
+    HttpRequest& request = exchange.request;
     Stream& stream = exchange.stream;
     if (IsChunkedRequest(request.headers)) return replies.refuse(stream, 411, replies.chunked);
     const std::wstring folder = ResolveWebPath(services.files, services.web_root.Get(), relative);
@@ -109,9 +109,12 @@ void UploadInto(const FileServices& services, Exchange& exchange, const std::wst
     if (GetHeader(request.headers, "content-length").empty()) {
         return replies.refuse(stream, 411, "Content-Length required");
     }
+    const std::string kept_boundary(*boundary);
+    const std::uint64_t total = ContentLength(request.headers);
     AwaitBody(stream, request, kUploadLimits);
-    const std::string_view error = ReceiveMultipartUpload(
-        services, stream, request.body, folder, *boundary, ContentLength(request.headers));
+    request.ForgetHead();
+    const std::string_view error =
+        ReceiveMultipartUpload(services, stream, request.body, folder, kept_boundary, total);
     if (!error.empty()) return replies.refuse(stream, 400, error);
     ReplyOk(stream);
 }

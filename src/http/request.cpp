@@ -54,6 +54,12 @@ std::optional<char> EscapedByte(std::string_view text) {
 
 }  // namespace
 
+void HttpRequest::ForgetHead() {
+    HttpRequest forgetful;
+    forgetful.body = std::move(body);
+    *this = std::move(forgetful);
+}
+
 std::optional<Header> TakeHeader(HeaderList& headers) {
     while (!headers.lines.empty()) {
         const std::string_view line = TakeLine(headers.lines);
@@ -187,6 +193,7 @@ void ReadBody(Stream& stream, HttpRequest& request, std::uint64_t max_bytes,
     const std::uint64_t wanted = std::min(ContentLength(request.headers), max_bytes);
     if (wanted <= request.body.size()) return;
     AwaitBody(stream, request, limits);
+    request.ForgetHead();
     request.body += ReadExact(stream, wanted - request.body.size());
 }
 

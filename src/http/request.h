@@ -40,6 +40,9 @@ struct HttpRequest {
     HttpRequest(HttpRequest&&) = default;
     HttpRequest& operator=(HttpRequest&&) = default;
 
+    // Gives the head's memory back; all texts but the body are empty afterwards.
+    void ForgetHead();
+
     LargeBuffer head;  // as received, up to and including the blank line
     std::string_view method;
     std::string_view target;   // as sent

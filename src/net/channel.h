@@ -37,6 +37,9 @@ public:
 
     // See Stream::BeginBody.
     virtual void BeginBody(const BodyLimits& limits) = 0;
+
+    // See Stream::HasTimedOut.
+    virtual bool HasTimedOut() const { return false; }
 };
 
 }  // namespace harbinet

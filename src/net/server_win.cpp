@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "app/memory_reserve.h"
 #include "app/ui_thread.h"
 
 namespace harbinet {
@@ -82,25 +83,46 @@ bool Server::CutConnections() {
 
 void Server::Run() {
     const OpenSslThread openssl;
+    PrepareThreadForExceptions();
     const std::optional<StartFailure> failure = Listen();
     if (!failure) return;
     state_.is_running = false;
     state_.listening_port = 0;
-    log_.Log(L"ERROR   server failed to start (code " +
-             std::to_wstring(static_cast<int>(*failure)) + L")");
+    LogNumber(L"ERROR   server failed to start (code ", static_cast<int>(*failure), L")");
     callbacks_.state_changed();
 }
 
+void Server::LogNumber(std::wstring_view before, int number,
+                       std::wstring_view after) const noexcept {
+    try {
+        log_.Log(std::wstring(before).append(std::to_wstring(number)).append(after));
+    } catch (const std::bad_alloc&) {
+        // Without memory for the line there is none.
+    }
+}
+
+std::optional<Server::StartFailure> Server::GetReady(WinsockOwner& winsock) const {
+    StartFailure step = StartFailure::kNoWinsock;
+    try {
+        // One reference for the listener and all its connections: the last of them gives it back.
+        winsock = std::make_shared<const WinsockReference>(calls_);
+        if (!*winsock) return step;
+        step = StartFailure::kNoTlsContext;
+        if (!callbacks_.ensure_tls()) return step;
+    } catch (const std::bad_alloc&) {
+        return step;
+    }
+    return std::nullopt;
+}
+
 std::optional<Server::StartFailure> Server::Listen() {
-    // One reference for the listener and all its connections: the last of them gives it back.
-    const auto winsock = std::make_shared<const WinsockReference>(calls_);
-    if (!*winsock) return StartFailure::kNoWinsock;
-    if (!callbacks_.ensure_tls()) return StartFailure::kNoTlsContext;
+    WinsockOwner winsock;
+    if (const auto failure = GetReady(winsock)) return failure;
     std::optional<Socket> listening(std::in_place, calls_.OpenTcp(AF_INET6), calls_);
     if (const auto failure = Prepare(*listening)) return failure;
     state_.is_running = true;
     state_.listening_port = port_;
-    log_.Log(L"SERVER  listening (HTTPS) on port " + std::to_wstring(port_));
+    LogNumber(L"SERVER  listening (HTTPS) on port ", port_);
     callbacks_.state_changed();
 
     AcceptUntilStopped(*listening, winsock);
@@ -135,6 +157,7 @@ std::optional<Server::StartFailure> Server::Prepare(const Socket& listening) con
 void Server::AcceptUntilStopped(const Socket& listening, const WinsockOwner& winsock) const {
     while (!stop_requested_) {
         if (listening.WaitReadable(kAcceptWait) <= 0) continue;
+        KeepMemoryReserve();
         try {
             AcceptOne(listening, winsock);
         } catch (const std::bad_alloc&) {
@@ -167,6 +190,8 @@ void Server::WakeAcceptLoop() const {
     loopback.sin_family = AF_INET;
     loopback.sin_port = htons(static_cast<u_short>(state_.listening_port.load()));
     loopback.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    // The accept loop may have ended meanwhile, and its socket with it.
+    socket.ConnectOnlyOnce();
     socket.Connect(reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback);
 }
 

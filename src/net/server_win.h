@@ -84,6 +84,10 @@ private:
     void Run();
     // Nothing when the server has run and was stopped.
     std::optional<StartFailure> Listen();
+    // The steps before the socket. One that memory is missing for has failed.
+    std::optional<StartFailure> GetReady(WinsockOwner& winsock) const;
+    void LogNumber(std::wstring_view before, int number,
+                   std::wstring_view after = {}) const noexcept;
     // Nothing when the socket listens.
     std::optional<StartFailure> Prepare(const Socket& listening) const;
     void AcceptUntilStopped(const Socket& listening, const WinsockOwner& winsock) const;

@@ -35,8 +35,11 @@ SocketChannel::~SocketChannel() { Close(); }
 
 Channel::Result SocketChannel::Receive(std::span<char> buffer) {
     const std::optional<milliseconds> limit = ReceiveLimit();
+    has_timed_out_ = !limit;
     if (!limit || !AwaitBytes(*limit)) return {};
-    return ResultOf(socket_->Receive(buffer));
+    const int count = socket_->Receive(buffer);
+    has_timed_out_ = count < 0 && WSAGetLastError() == WSAETIMEDOUT;
+    return ResultOf(count);
 }
 
 Channel::Result SocketChannel::Send(std::string_view bytes) {
@@ -71,7 +74,11 @@ std::optional<milliseconds> SocketChannel::ReceiveLimit() const {
 }
 
 bool SocketChannel::AwaitBytes(milliseconds limit) {
-    if (never_blocks_) return socket_->WaitReadable(limit) > 0;
+    if (never_blocks_) {
+        const int ready = socket_->WaitReadable(limit);
+        has_timed_out_ = ready == 0;
+        return ready > 0;
+    }
     // A blocking receive waits by itself, for as long as the socket was told.
     if (receive_timeout_ >= limit && receive_timeout_ <= limit + kDeadlineSlack) return true;
     receive_timeout_ = limit;

@@ -46,6 +46,7 @@ public:
     Result Send(std::string_view bytes) override;
     bool Wait(Direction direction) override;
     void BeginBody(const BodyLimits& limits) override;
+    bool HasTimedOut() const override { return has_timed_out_; }
 
     // Ends the connection so that the last reply arrives: half-close, read and drop for a short
     // while, close. Closing again does nothing.
@@ -70,6 +71,7 @@ private:
     Milliseconds idle_limit_;
     std::optional<Clock::time_point> deadline_;  // for all receiving of the present phase
     Milliseconds receive_timeout_{0};            // as set on the socket; 0 is none
+    bool has_timed_out_ = false;
 
     std::size_t sent_ = 0;  // counted until the socket is prepared for sending
     bool send_is_prepared_ = false;

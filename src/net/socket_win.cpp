@@ -87,6 +87,15 @@ SOCKET SocketCalls::Accept(SOCKET listening, sockaddr* peer, int* length) {
     return accept(listening, peer, length);
 }
 
+int SocketCalls::ConnectOnlyOnce(SOCKET socket) {
+    TCP_INITIAL_RTO_PARAMETERS once{};
+    once.Rtt = TCP_INITIAL_RTO_UNSPECIFIED_RTT;
+    once.MaxSynRetransmissions = TCP_INITIAL_RTO_NO_SYN_RETRANSMISSIONS;
+    DWORD size = 0;
+    return WSAIoctl(socket, SIO_TCP_INITIAL_RTO, &once, sizeof once, nullptr, 0, &size, nullptr,
+                    nullptr);
+}
+
 int SocketCalls::Connect(SOCKET socket, const sockaddr* address, int length) {
     return connect(socket, address, length);
 }
@@ -135,6 +144,8 @@ int Socket::Bind(const sockaddr* address, int length) const {
 }
 
 int Socket::Listen(int backlog) const { return calls_.Listen(handle_, backlog); }
+
+int Socket::ConnectOnlyOnce() const { return calls_.ConnectOnlyOnce(handle_); }
 
 int Socket::Connect(const sockaddr* address, int length) const {
     return calls_.Connect(handle_, address, length);

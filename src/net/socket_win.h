@@ -34,6 +34,8 @@ public:
     virtual int WaitReadable(SOCKET socket, const timeval& timeout);
     virtual int WaitWritable(SOCKET socket, const timeval& timeout);
     virtual SOCKET Accept(SOCKET listening, sockaddr* peer, int* length);
+    // Before a connect: one that is refused fails at once. Windows tries it for two seconds else.
+    virtual int ConnectOnlyOnce(SOCKET socket);
     virtual int Connect(SOCKET socket, const sockaddr* address, int length);
     virtual int Receive(SOCKET socket, char* buffer, int size);
     virtual int Send(SOCKET socket, const char* bytes, int size);
@@ -68,6 +70,7 @@ public:
     int StopBlocking() const;
     int Bind(const sockaddr* address, int length) const;
     int Listen(int backlog) const;
+    int ConnectOnlyOnce() const;
     int Connect(const sockaddr* address, int length) const;
     SOCKET Accept(sockaddr* peer, int* length) const;
     // 1 when it is ready, 0 when the time is over, SOCKET_ERROR.

@@ -36,6 +36,10 @@ public:
     // The head has been read and a body is wanted: from here on `limits` hold for reading, in place
     // of the deadline for handshake and head.
     virtual void BeginBody(const BodyLimits& limits) = 0;
+
+    // After ReadSome gave 0: whether the client took too long. It may still be there then, and read
+    // a reply.
+    virtual bool HasTimedOut() const { return false; }
 };
 
 }  // namespace harbinet

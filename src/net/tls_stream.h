@@ -43,6 +43,7 @@ public:
     bool WriteAll(std::string_view bytes) override;
     bool WriteSoon(std::string_view bytes) override;
     void BeginBody(const BodyLimits& limits) override;
+    bool HasTimedOut() const override { return channel_.HasTimedOut(); }
 
     // Tells the client that no more bytes come, after those that still wait. Does not wait for its
     // answer.

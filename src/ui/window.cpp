@@ -1,6 +1,7 @@
 #include "ui/window.h"
 
 #include <exception>
+#include <new>
 
 #include "app/ascii.h"
 #include "app/ui_thread.h"
@@ -51,12 +52,20 @@ LRESULT CALLBACK Window::Procedure(HWND handle, UINT message, WPARAM wparam, LPA
     return result;
 }
 
+void Window::LogFailure(const char* reason) const noexcept {
+    try {
+        log_.Log(L"ERROR   window: " + WidenAscii(reason));
+    } catch (const std::bad_alloc&) {
+        // Without memory for the line there is none.
+    }
+}
+
 LRESULT Window::Dispatch(UINT message, WPARAM wparam, LPARAM lparam) {
     AssertUiThread();
     try {
         return OnMessage(message, wparam, lparam);
     } catch (const std::exception& failure) {
-        log_.Log(L"ERROR   window: " + WidenAscii(failure.what()));
+        LogFailure(failure.what());
     }
     // -1 lets the creation fail; any other message counts as handled.
     return message == WM_CREATE ? -1 : 0;

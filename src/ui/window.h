@@ -47,6 +47,7 @@ protected:
 private:
     static LRESULT CALLBACK Procedure(HWND handle, UINT message, WPARAM wparam, LPARAM lparam);
     LRESULT Dispatch(UINT message, WPARAM wparam, LPARAM lparam);
+    void LogFailure(const char* reason) const noexcept;
 
     EventLog& log_;
     std::atomic<HWND> handle_{nullptr};

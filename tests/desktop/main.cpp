@@ -3,14 +3,29 @@
 #include <windows.h>
 
 #include <gtest/gtest.h>
+#include <shellapi.h>
 
 #include <cstdio>
 #include <filesystem>
+#include <string>
 #include <string_view>
 
-#include "app/encoding.h"
 #include "net/socket_win.h"
 #include "program.h"
+
+namespace {
+
+// As the system has it: argv knows only the characters of its code page.
+std::wstring FirstArgument() {
+    int count = 0;
+    wchar_t** const arguments = CommandLineToArgvW(GetCommandLineW(), &count);
+    if (!arguments) return {};
+    std::wstring first = count > 1 ? arguments[1] : L"";
+    LocalFree(arguments);
+    return first;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
@@ -19,7 +34,7 @@ int main(int argc, char** argv) {
         return 125;
     }
     wchar_t program[MAX_PATH] = {};
-    GetFullPathNameW(harbinet::Utf8ToWide(argv[1]).c_str(), MAX_PATH, program, nullptr);
+    GetFullPathNameW(FirstArgument().c_str(), MAX_PATH, program, nullptr);
     harbinet::test::SetProgramPath(program);
     harbinet::test::SetOnRealDesktop(argc > 2 && std::string_view(argv[2]) == "--real-desktop");
     WSADATA winsock = {};

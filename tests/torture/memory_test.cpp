@@ -65,6 +65,16 @@ TEST_F(MemoryTest, AMillionNamesOfNothingCostAtMostFourTimesTheirText) {
     EXPECT_EQ(reply, Error(400, "No readable files to zip."));
 }
 
+TEST_F(MemoryTest, ANameLongerThanAnyPathCostsAtMostFourTimesItsText) {
+    const std::string names =
+        R"({"path":"","names":["gone",")" + std::string(20'000'000, 'n') + "\"]}";
+    std::string reply;
+    EXPECT_LE(PeakOf(ServeZip, names, reply), 4 * names.size());
+    EXPECT_EQ(reply, Error(400, "No readable files to zip."));
+    EXPECT_LE(PeakOf(ServeDeleteMany, names, reply), 4 * names.size());
+    EXPECT_EQ(reply, Json("200 OK", R"({"ok":true,"deleted":0,"failed":2})"));
+}
+
 TEST_F(MemoryTest, AnArchiveThatMemoryRefusesIsAnsweredWith413) {
     files.AddFile(L"D:\\Share\\big", std::string(3 * kMiB, 'b'));
     files.AddFile(L"D:\\Share\\small", "s");

@@ -57,7 +57,7 @@ void ServeFileLink(const ShareServices& services, Exchange& exchange) {
     if (path.empty() || services.files.Kind(path) != PathKind::kFile) {
         return SendPlainError(stream, 404, "Not Found");
     }
-    DownloadWithLog(services, stream, L"SHAREDL ", path, WideToUtf8(FileBaseName(path)));
+    DownloadWithLog(services, exchange, L"SHAREDL ", path, WideToUtf8(FileBaseName(path)));
 }
 
 }  // namespace harbinet

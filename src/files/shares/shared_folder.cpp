@@ -65,7 +65,7 @@ void DownloadFromSharedFolder(const ShareServices& services, Exchange& exchange,
     if (services.files.Kind(path) != PathKind::kFile) {
         return SendPlainError(stream, 404, "Not Found");
     }
-    DownloadWithLog(services, stream, L"SHDIRDL ", path, WideToUtf8(name));
+    DownloadWithLog(services, exchange, L"SHDIRDL ", path, WideToUtf8(name));
 }
 
 void RefuseDelete(Stream& stream, int status, std::string_view reason, std::string_view message) {

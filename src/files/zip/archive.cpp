@@ -86,19 +86,17 @@ void SetDosTime(ZipCentralRecord& record, const LocalTime& time) {
         static_cast<std::uint16_t>(time.hour << 11 | time.minute << 5 | time.second / 2);
 }
 
-// Appends what the file holds, up to item.size bytes: its checksum, or nothing when it cannot be
-// opened or read.
-std::optional<std::uint32_t> AppendFile(FileSystem& files, const ZipItem& item,
+// Appends what the file holds, up to `size` bytes: its checksum, or nothing when it cannot be
+// read.
+std::optional<std::uint32_t> AppendFile(ReadableFile& file, std::uint64_t size,
                                         ZipBuffer& archive) {
-    const auto file = files.OpenForReading(item.path);
-    if (!file) return std::nullopt;
     // In blocks that the processor's cache still holds when the checksum and the copy need them:
     // that is faster than to read the file to its place and to fetch it all once more.
-    LargeBuffer block(std::min<std::uint64_t>(item.size, kReadBlockBytes));
+    LargeBuffer block(std::min<std::uint64_t>(size, kReadBlockBytes));
     std::uint32_t crc = 0;
-    for (std::uint64_t left = item.size; left > 0;) {
+    for (std::uint64_t left = size; left > 0;) {
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, block.size()));
-        const auto count = file->Read({block.data(), wanted});
+        const auto count = file.Read({block.data(), wanted});
         if (!count) return std::nullopt;
         if (*count == 0) break;
         const std::string_view bytes(block.data(), *count);
@@ -124,16 +122,27 @@ std::size_t ArchiveBytes(const std::vector<ZipItem>& items) {
     return bytes;
 }
 
-// Appends one entry; nothing, with the archive as it was, when the file can no longer be read.
+// The archive has room for item.size bytes of each item; makes more for an item of `size`. False
+// when no archive has so much.
+bool MakeRoom(const ZipItem& item, std::uint64_t size, ZipBuffer& archive) {
+    if (size <= item.size) return true;
+    const std::uint64_t most = kZipLimit - std::min<std::uint64_t>(kZipLimit, archive.Capacity());
+    if (size - item.size > most) return false;
+    archive.Grow(archive.Capacity() + static_cast<std::size_t>(size - item.size));
+    return true;
+}
+
+// Appends one entry of up to `size` bytes; nothing, with the archive as it was, when the file can
+// no longer be read.
 std::optional<ZipCentralRecord> AppendEntry(FileSystem& files, const ZipItem& item,
+                                            ReadableFile& file, std::uint64_t size,
                                             ZipBuffer& archive, LocalClock now) {
-    if (files.Kind(item.path) != PathKind::kFile) return std::nullopt;
     const std::size_t header_at = archive.Size();
     const std::size_t data_at = header_at + kLocalHeaderBytes + item.entry_name.size();
 
     // The data comes first, to its final place: its length and checksum belong into the header.
     archive.Resize(data_at);
-    const std::optional<std::uint32_t> crc = AppendFile(files, item, archive);
+    const std::optional<std::uint32_t> crc = AppendFile(file, size, archive);
     const std::size_t end = archive.Size();
     archive.Resize(header_at);
     if (!crc) return std::nullopt;
@@ -150,6 +159,13 @@ std::optional<ZipCentralRecord> AppendEntry(FileSystem& files, const ZipItem& it
 }
 
 }  // namespace
+
+void ZipBuffer::Grow(std::size_t capacity) {
+    auto bytes = std::make_unique_for_overwrite<char[]>(capacity);
+    std::copy_n(bytes_.get(), size_, bytes.get());
+    bytes_ = std::move(bytes);
+    capacity_ = capacity;
+}
 
 void ZipBuffer::Append(std::string_view bytes) {
     assert(bytes.size() <= capacity_ - size_);
@@ -183,19 +199,23 @@ std::string_view ZipPrecheck(FileSystem& files, std::vector<ZipItem>& items, std
     return ZipPrecheckTotal(total, limit);
 }
 
-bool BuildZipArchive(FileSystem& files, const std::vector<ZipItem>& items, ZipBuffer& archive,
-                     LocalClock now) {
+ZipResult BuildZipArchive(FileSystem& files, const std::vector<ZipItem>& items, ZipBuffer& archive,
+                          LocalClock now) {
     archive = ZipBuffer(ArchiveBytes(items));
     std::vector<ZipCentralRecord> records;
     for (const ZipItem& item : items) {
-        if (!CanBeEntry(item)) continue;
-        if (auto record = AppendEntry(files, item, archive, now)) {
+        if (!CanBeEntry(item) || files.Kind(item.path) != PathKind::kFile) continue;
+        const auto file = files.OpenForReading(item.path);
+        if (!file) continue;
+        const std::uint64_t size = file->Size().value_or(item.size);
+        if (!MakeRoom(item, size, archive)) return ZipResult::kTooLarge;
+        if (auto record = AppendEntry(files, item, *file, size, archive, now)) {
             records.push_back(*record);
         }
     }
-    if (records.empty()) return false;
+    if (records.empty()) return ZipResult::kNothingReadable;
     WriteDirectory(archive, records);
-    return true;
+    return ZipResult::kBuilt;
 }
 
 }  // namespace harbinet

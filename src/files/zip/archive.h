@@ -20,8 +20,9 @@ inline constexpr std::uint64_t kZipLimit = 4'294'967'296;  // sizes and offsets 
 struct ZipItem {
     std::wstring path;       // full path
     std::string entry_name;  // inside the archive, UTF-8
-    // Bytes, as ZipPrecheck found them. The archive never holds more of the file: one that grows
-    // meanwhile is cut, one that appears meanwhile is left out.
+    // Bytes, as ZipPrecheck found them. Another size counts when the file is opened: it may have
+    // changed, and of a symbolic link only the open file tells it. One that appears after the
+    // precheck is left out.
     std::uint64_t size = 0;
     bool is_present = false;
 };
@@ -35,7 +36,7 @@ struct ZipCentralRecord {
     std::uint16_t dos_time = 0;
 };
 
-// Bytes in a buffer that is allocated once and not filled beforehand.
+// Bytes in a buffer that is not filled beforehand.
 class ZipBuffer {
 public:
     ZipBuffer() = default;
@@ -43,7 +44,11 @@ public:
         : bytes_(std::make_unique_for_overwrite<char[]>(capacity)), capacity_(capacity) {}
 
     std::size_t Size() const { return size_; }
+    std::size_t Capacity() const { return capacity_; }
     std::string_view View() const { return {bytes_.get(), size_}; }
+
+    // Room for that many bytes in all, twice the memory for a moment. Throws std::bad_alloc.
+    void Grow(std::size_t capacity);
 
     // They must fit.
     void Append(std::string_view bytes);
@@ -68,10 +73,13 @@ std::string_view ZipPrecheckTotal(std::uint64_t total, std::uint64_t limit);
 std::string_view ZipPrecheck(FileSystem& files, std::vector<ZipItem>& items, std::uint64_t limit,
                              std::uint64_t& total);
 
-// The archive of the prechecked items that can still be read; others are skipped. False when that
-// is none of them. `now` dates files whose time the system does not tell. Throws std::bad_alloc
-// when the archive does not fit into memory.
-bool BuildZipArchive(FileSystem& files, const std::vector<ZipItem>& items, ZipBuffer& archive,
-                     LocalClock now = SystemLocalTime);
+// kNothingReadable: there is no entry; kTooLarge: a file has grown beyond what an archive holds.
+enum class ZipResult { kBuilt, kNothingReadable, kTooLarge };
+
+// The archive of the prechecked items that can still be read; others are skipped. `now` dates files
+// whose time the system does not tell. Throws std::bad_alloc when the archive does not fit into
+// memory.
+ZipResult BuildZipArchive(FileSystem& files, const std::vector<ZipItem>& items, ZipBuffer& archive,
+                          LocalClock now = SystemLocalTime);
 
 }  // namespace harbinet

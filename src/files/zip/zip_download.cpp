@@ -43,7 +43,7 @@ std::string_view SelectFiles(FileSystem& files, std::string_view body, const std
                              std::uint64_t& total) {
     JsonStringReader names(body, "names");
     for (std::string utf8_name; names.Next(utf8_name);) {
-        if (utf8_name.empty()) continue;
+        if (utf8_name.empty() || utf8_name.size() > kMaxUtf8PathBytes) continue;
         const std::wstring name = Utf8ToWide(utf8_name);
         if (!StaysInFolder(name)) continue;
         ZipItem item{.path = JoinDirName(folder, name), .entry_name = prefix + utf8_name};
@@ -64,10 +64,9 @@ ZipReply MakeArchive(const FileServices& services, std::string_view body,
     services.log.Log(L"ZIP     precheck ok total=" + std::to_wstring(total) + L" bytes");
 
     ZipReply reply;
-    if (!BuildZipArchive(services.files, items, reply.archive)) {
-        return Refused(400, "No readable files to zip.");
-    }
-    if (reply.archive.Size() >= kZipLimit) {
+    const ZipResult result = BuildZipArchive(services.files, items, reply.archive);
+    if (result == ZipResult::kNothingReadable) return Refused(400, "No readable files to zip.");
+    if (result == ZipResult::kTooLarge || reply.archive.Size() >= kZipLimit) {
         return Refused(413, "ZIP would exceed 4 GB. Please reduce selection.");
     }
     services.log.Log(L"ZIP     created (" + std::to_wstring(reply.archive.Size()) +

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -89,8 +90,10 @@ TEST_F(FileSystemWinTest, CreatingReplacesAnExistingFile) {
     EXPECT_EQ(Names(root_).size(), 1U);
 }
 
-TEST_F(FileSystemWinTest, NamesOf255CharactersAndEmojiWork) {
-    const std::wstring kNames[] = {std::wstring(255, L'n'), L"\u00FC \u20AC \u4E2D.txt",
+TEST_F(FileSystemWinTest, LongNamesAndEmojiWork) {
+    // Of a path of 259 characters, or of a name of 255.
+    const std::size_t longest = std::min<std::size_t>(255, 259 - Path(L"").size());
+    const std::wstring kNames[] = {std::wstring(longest, L'n'), L"\u00FC \u20AC \u4E2D.txt",
                                    L"\U0001F600.txt", L"a b.c.d"};
     for (const std::wstring& name : kNames) {
         EXPECT_TRUE(Put(Path(name), "x"));
@@ -99,6 +102,15 @@ TEST_F(FileSystemWinTest, NamesOf255CharactersAndEmojiWork) {
         EXPECT_EQ(Get(Path(name)), "x");
         EXPECT_TRUE(files_.RemoveFile(Path(name)));
     }
+}
+
+// Where the path is longer than 259 characters the system decides.
+TEST_F(FileSystemWinTest, ANameOf255CharactersIsKeptAsItIsOrRefused) {
+    const std::wstring name(255, L'n');
+    const bool created = Put(Path(name), "x");
+    EXPECT_EQ(Names(root_), created ? std::vector{name} : std::vector<std::wstring>{});
+    EXPECT_EQ(Get(Path(name)), created ? "x" : "(cannot open)");
+    EXPECT_EQ(files_.RemoveFile(Path(name)), created);
 }
 
 // Some file systems take such names, others do not; a name that is close to it must not appear.

@@ -30,6 +30,18 @@ TEST(RequestFieldsTest, ABodyIsCompletedToItsLength) {
     EXPECT_EQ(BodyAfter(stream, "2", "abc"), "abc");
 }
 
+TEST(RequestFieldsTest, ABodyThatWasCutOffForBeingSlowIsNotUsed) {
+    FakeStream slow(R"("name":"report.txt)");
+    slow.is_slow = true;
+    EXPECT_EQ(BodyAfter(slow, "100", "{"), "");
+    FakeStream whole(R"("name":"a"})");
+    whole.is_slow = true;
+    EXPECT_EQ(BodyAfter(whole, "12", "{"), R"({"name":"a"})");
+    // The end of the connection is no reason: nobody would read another reply.
+    FakeStream gone(R"("name":"report.txt)");
+    EXPECT_EQ(BodyAfter(gone, "100", "{"), R"({"name":"report.txt)");
+}
+
 TEST(RequestFieldsTest, ABodyThatIsTooLongIsNeitherReadNorUsed) {
     for (const char* length : {"67108865", "10737418240", "18446744073709551615", "-1"}) {
         FakeStream stream(R"("name":"b"})");

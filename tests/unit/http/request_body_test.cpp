@@ -105,6 +105,22 @@ TEST(ReadBodyTest, AppendsWhatIsStillPromisedUpToTheLimit) {
     }
 }
 
+TEST(ReadBodyTest, NothingOfTheHeadIsHeldWhileTheBodyIsAwaited) {
+    const std::string head =
+        "POST /x HTTP/1.1\r\nContent-Length: 3\r\nA: " + std::string(500'000, 'a') + "\r\n\r\n";
+    FakeStream stream(head + "abc");
+    std::optional<HttpRequest> request = ReadRequest(stream);
+    ASSERT_TRUE(request);
+    EXPECT_GT(request->head.capacity(), 500'000U);
+    request->body.clear();
+    FakeStream rest("abc");
+    ReadBody(rest, *request, 100, kSmallBodyLimits);
+    EXPECT_EQ(request->body, "abc");
+    EXPECT_EQ(request->head.capacity(), 0U);
+    EXPECT_EQ(request->path, "");
+    EXPECT_EQ(GetHeader(request->headers, "content-length"), "");
+}
+
 TEST(ChunkedRequestTest, TheWordCountsAnywhereInTheHeaderInAnyCase) {
     EXPECT_TRUE(IsChunkedRequest(HeaderText{{"transfer-encoding", "chunked"}}));
     EXPECT_TRUE(IsChunkedRequest(HeaderText{{"transfer-encoding", "gzip, ChUnKeD"}}));

@@ -97,7 +97,12 @@ public:
         if (accepted != INVALID_SOCKET && SendsAtOnce(accepted)) events_->Add("sends at once");
         return accepted;
     }
+    int ConnectOnlyOnce(SOCKET socket) override {
+        events_->Add("only once");
+        return SocketCalls::ConnectOnlyOnce(socket);
+    }
     int Connect(SOCKET socket, const sockaddr* address, int length) override {
+        EXPECT_EQ(events_->Count("only once"), events_->Count("wake-up") + 1);
         events_->Add("wake-up");
         return failing == "connect" ? SOCKET_ERROR : SocketCalls::Connect(socket, address, length);
     }
@@ -123,7 +128,10 @@ protected:
         server_ = std::make_unique<Server>(
             log_, state_,
             Server::Callbacks{
-                [this] { return tls_; },
+                [this] {
+                    if (tls_needs_memory_) throw std::bad_alloc();
+                    return tls_;
+                },
                 [events = events_](std::shared_ptr<Socket> socket, const sockaddr_storage& peer) {
                     events->Add(NumericHost(peer));
                     events->Add("connection");
@@ -165,6 +173,7 @@ protected:
     // Connection threads may still use it when the test is over.
     FailingCalls* const calls_ = std::make_unique<FailingCalls>(events_).release();
     bool tls_ = true;
+    bool tls_needs_memory_ = false;  // and there is none
     std::function<void(std::function<void()>)> start_thread_ = StartDetached;
     EventLog log_;
     ServerState state_;
@@ -381,6 +390,13 @@ INSTANTIATE_TEST_SUITE_P(Calls, FailingStartTest,
 
 TEST_F(ServerTest, WithoutATlsContextThereIsNoSocket) {
     tls_ = false;
+    Make(port_);
+    ExpectFailedStart(L"-10");
+    EXPECT_EQ(events_->Count("listening socket"), 0);
+}
+
+TEST_F(ServerTest, AStartThatMemoryIsMissingForFailsAsOthersDo) {
+    tls_needs_memory_ = true;
     Make(port_);
     ExpectFailedStart(L"-10");
     EXPECT_EQ(events_->Count("listening socket"), 0);

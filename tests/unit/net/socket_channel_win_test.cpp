@@ -69,6 +69,7 @@ TEST_F(SocketChannelTest, DrippingBytesDoNotProlongTheTotalOfABody) {
     while (channel.Receive(buffer_).status == Status::kDone && Since(start).count() < 5000) ++bytes;
     done = true;
     EXPECT_GT(bytes, 3);
+    EXPECT_TRUE(channel.HasTimedOut());
     EXPECT_GE(Since(start), milliseconds(390));
     EXPECT_LT(Since(start), milliseconds(2000));
 }
@@ -78,8 +79,20 @@ TEST_F(SocketChannelTest, AWaitEndsWithTheIdleLimitBeforeTheTotalIsOver) {
     channel.BeginBody({.idle = milliseconds(200), .total = milliseconds(20'000)});
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(channel.Receive(buffer_).status, Status::kEnded);
+    EXPECT_TRUE(channel.HasTimedOut());
     EXPECT_GE(Since(start), milliseconds(190));
     EXPECT_LT(Since(start), milliseconds(5000));
+}
+
+TEST_F(SocketChannelTest, AClientThatLeavesHasNotTimedOut) {
+    SocketChannel channel = Make();
+    channel.BeginBody({.idle = milliseconds(20'000), .total = milliseconds(20'000)});
+    SendText(pair_.client.Get(), "x");
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kDone);
+    EXPECT_FALSE(channel.HasTimedOut());
+    pair_.client.Reset();
+    EXPECT_EQ(channel.Receive(buffer_).status, Status::kEnded);
+    EXPECT_FALSE(channel.HasTimedOut());
 }
 
 TEST_F(SocketChannelTest, TheBodyLimitHoldsForEachWaitAlone) {

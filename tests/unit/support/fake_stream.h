@@ -22,6 +22,7 @@ public:
             std::min({buffer.size(), bytes_per_read_, input_.size() - position_});
         std::copy_n(input_.data() + position_, count, buffer.data());
         position_ += count;
+        has_timed_out_ = is_slow && count == 0;
         return count;
     }
 
@@ -37,6 +38,8 @@ public:
         limits = wanted;
     }
 
+    bool HasTimedOut() const override { return has_timed_out_; }
+
     std::string_view Unread() const { return std::string_view(input_).substr(position_); }
 
     std::string output;
@@ -45,12 +48,14 @@ public:
     int writes = 0;
     int reads_at_first_write = -1;
     bool body_begun = false;
+    bool is_slow = false;  // it takes too long for what it has not sent
     BodyLimits limits{};
 
 private:
     const std::string input_;
     const std::size_t bytes_per_read_;
     std::size_t position_ = 0;
+    bool has_timed_out_ = false;
 };
 
 }  // namespace harbinet::test

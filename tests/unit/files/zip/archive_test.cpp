@@ -37,9 +37,9 @@ protected:
     std::string Build() {
         EXPECT_EQ(Precheck(), "");
         ZipBuffer archive;
-        const bool built = BuildZipArchive(files, items, archive, FallbackTime);
+        const ZipResult result = BuildZipArchive(files, items, archive, FallbackTime);
         EXPECT_EQ(files.open_files, 0);
-        return built ? std::string(archive.View()) : "(nothing)";
+        return result == ZipResult::kBuilt ? std::string(archive.View()) : "(nothing)";
     }
 
     FakeFileSystem files;
@@ -175,7 +175,7 @@ std::string ArchiveOf(const std::string& content) {
     std::uint64_t total = 0;
     EXPECT_EQ(ZipPrecheck(files, items, kZipLimit, total), "");
     ZipBuffer archive;
-    EXPECT_TRUE(BuildZipArchive(files, items, archive));
+    EXPECT_EQ(BuildZipArchive(files, items, archive), ZipResult::kBuilt);
     return std::string(archive.View());
 }
 
@@ -189,7 +189,7 @@ TEST_F(ZipTest, AFileThatShrinksIsStoredAsItIsNow) {
     EXPECT_EQ(Build(), ArchiveOf(""));
 }
 
-TEST_F(ZipTest, AFileThatGrowsIsCutAtThePrecheckedSize) {
+TEST_F(ZipTest, AFileThatGrowsIsCutAtTheSizeThatItHadWhenOpened) {
     files.AddFile(L"D:\\a", "123");
     Select(L"a", "a");
     files.before_read = [this](int) { files.At(L"D:\\a").content = "1234567890"; };
@@ -201,7 +201,32 @@ TEST_F(ZipTest, AFileThatAppearsAfterThePrecheckIsLeftOut) {
     ASSERT_EQ(Precheck(), "");
     files.AddFile(L"D:\\a", "late");
     ZipBuffer archive;
-    EXPECT_FALSE(BuildZipArchive(files, items, archive));
+    EXPECT_EQ(BuildZipArchive(files, items, archive), ZipResult::kNothingReadable);
+}
+
+// What a symbolic link looks like: its own size is 0, the open file is what it leads to.
+TEST_F(ZipTest, TheOpenFileTellsTheSizeThatCounts) {
+    files.AddFile(L"D:\\a", "");
+    files.AddFile(L"D:\\b", "tail");
+    Select(L"a", "a");
+    Select(L"b", "b");
+    ASSERT_EQ(Precheck(), "");
+    EXPECT_EQ(total, 4U);
+    files.At(L"D:\\a").content = std::string(300'000, 'x');
+    ZipBuffer archive;
+    ASSERT_EQ(BuildZipArchive(files, items, archive, FallbackTime), ZipResult::kBuilt);
+    EXPECT_EQ(archive.View(), Build());
+}
+
+TEST_F(ZipTest, AFileThatHasGrownBeyondAnArchiveIsRefusedUnread) {
+    files.AddFile(L"D:\\a", "");
+    Select(L"a", "a");
+    ASSERT_EQ(Precheck(), "");
+    files.At(L"D:\\a").claimed_size = 4'294'967'296;
+    ZipBuffer archive;
+    EXPECT_EQ(BuildZipArchive(files, items, archive), ZipResult::kTooLarge);
+    EXPECT_EQ(files.reads, 0);
+    EXPECT_EQ(files.open_files, 0);
 }
 
 TEST_F(ZipTest, ANameThatDoesNotFitItsLengthFieldIsLeftOut) {
