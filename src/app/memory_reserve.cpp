@@ -17,18 +17,20 @@ std::atomic<void*> reserve{nullptr};
 
 }  // namespace
 
+// NOLINTBEGIN(cppcoreguidelines-no-malloc, cppcoreguidelines-owning-memory): `new` would call the
+// handler.
 void KeepMemoryReserve() noexcept {
     if (reserve != nullptr) return;
-    // Not by `new`, which would call the handler.
     void* const fresh = std::malloc(kMemoryReserveBytes);
     void* none = nullptr;
     if (!reserve.compare_exchange_strong(none, fresh)) std::free(fresh);
     std::set_new_handler(GiveBackAndThrow);
 }
 
-bool HasMemoryReserve() noexcept { return reserve != nullptr; }
-
 void GiveBackMemoryReserve() noexcept { std::free(reserve.exchange(nullptr)); }
+// NOLINTEND(cppcoreguidelines-no-malloc, cppcoreguidelines-owning-memory)
+
+bool HasMemoryReserve() noexcept { return reserve != nullptr; }
 
 void PrepareThreadForExceptions() noexcept { static_cast<void>(std::uncaught_exceptions()); }
 
