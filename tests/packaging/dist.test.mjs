@@ -27,6 +27,7 @@ const version = /VERSION ([\d.]+) /.exec(
 const portable = `Harbinet-PRO-${version}-portable.zip`;
 const objects = `Harbinet-PRO-${version}-objects.zip`;
 const setup = `Harbinet-PRO-${version}-setup.exe`;
+const kit = "harbinet-test-kit.zip";
 
 before(() => {
   if (process.env.HARBINET_DIST) return;
@@ -47,7 +48,9 @@ test("the checksums name every file beside them and are right", () => {
   const files = readdirSync(dist, { withFileTypes: true }).filter((entry) => entry.isFile());
   const others = files.map((file) => file.name).filter((name) => name !== "SHA256SUMS");
   assert.deepEqual(named, others.sort());
-  for (const name of [portable, setup, "sbom.cdx.json"]) assert.ok(named.includes(name), name);
+  for (const name of [portable, setup, kit, "sbom.cdx.json"]) {
+    assert.ok(named.includes(name), name);
+  }
   for (const line of lines) {
     const [sum, name] = line.split("  ");
     assert.equal(sum, sha256(read(name)), name);
@@ -101,6 +104,27 @@ test(
     }
   },
 );
+
+test("the test kit holds the released program, every room's test program and what starts them", () => {
+  const names = execFileSync("unzip", ["-Z1", path.join(dist, kit)], { encoding: "utf8" });
+  const rooms = ["app", "auth", "files", "files_shares", "files_zip", "http", "kit", "memory"];
+  rooms.push("net", "routes", "ui", "web");
+  const programs = [
+    ...["Harbinet", "harbinet_desktop", "run_kit", "start_limited", "window_probe"],
+    ...rooms.map((room) => `harbinet_${room}_tests`),
+  ];
+  const expected = programs.map((program) => `harbinet-test-kit/bin/${program}.exe`);
+  assert.deepEqual(
+    names.trim().split("\n").sort(),
+    [...expected, "harbinet-test-kit/run-tests.cmd"].sort(),
+  );
+  const content = (archive, name) =>
+    execFileSync("unzip", ["-p", path.join(dist, archive), name], { maxBuffer: 64 << 20 });
+  const program = content(kit, "harbinet-test-kit/bin/Harbinet.exe");
+  assert.ok(program.equals(content(portable, "Harbinet.exe")), "the same program");
+  const start = content(kit, "harbinet-test-kit/run-tests.cmd").toString();
+  assert.match(start, /^@echo off\r\n/);
+});
 
 test("first steps name the version and end their lines as Windows does", () => {
   const text = execFileSync("unzip", ["-p", path.join(dist, portable), "README.txt"]).toString();
