@@ -9,13 +9,16 @@ import {
   mkdirSync,
   openSync,
   readFileSync,
-  readdirSync,
   rmSync,
   statSync,
 } from "node:fs";
 import https from "node:https";
 import path from "node:path";
+import { setTimeout as delay } from "node:timers/promises";
 import { fileURLToPath } from "node:url";
+
+import { processesOf, threadsOf } from "../support/processes.mjs";
+import { snapshotOf } from "./snapshot.mjs";
 
 export const root = fileURLToPath(new URL("../../", import.meta.url));
 const release = path.join(root, "build/release");
@@ -23,6 +26,17 @@ const scripts = path.join(root, "scripts");
 const work = path.join(root, "build/installer-tests");
 // Everything takes its time on a busy machine.
 const kSeconds = 90;
+const kMilliseconds = kSeconds * 1000;
+const kAnswerSeconds = 20;
+// A desktop that comes up does so in less, even on a busy machine.
+const kDesktopSeconds = 30;
+const kLookMilliseconds = 50;
+
+const probe = path.join(release, "window_probe.exe");
+const pagesHand = path.join(release, "setup_pages.exe");
+// What Wine starts with the first program, and ends with the last one.
+const kWinesOwn =
+  /wineserver|explorer\.exe \/desktop|(services|winedevice|plugplay|svchost|rpcss|conhost)\.exe/i;
 
 export const version = /VERSION ([\d.]+) /.exec(
   readFileSync(path.join(root, "CMakeLists.txt"), "utf8"),
@@ -45,31 +59,11 @@ export function makeInstaller(program, itsVersion) {
   execFileSync(path.join(scripts, "release/content"), [path.join(release, program), content], {
     env,
   });
-  execFileSync(path.join(scripts, "release/installer"), [content, setup], { env });
+  execFileSync(path.join(scripts, "release/installer"), [content, setup], {
+    env,
+    timeout: kMilliseconds,
+  });
   return setup;
-}
-
-function* filesBelow(folder, prefix = "") {
-  for (const entry of readdirSync(folder, { withFileTypes: true })) {
-    const name = `${prefix}${entry.name}`;
-    yield entry.isDirectory() ? `${name}\\` : name;
-    if (entry.isDirectory()) yield* filesBelow(path.join(folder, entry.name), `${name}\\`);
-  }
-}
-
-// Wine's own record of the registry, without the times of its keys.
-function registryValues(file) {
-  let key = "";
-  const values = [];
-  for (const line of readFileSync(file, "utf8").split("\n")) {
-    if (line.startsWith("[")) {
-      key = line.replace(/ \d+$/, "");
-      values.push(key);
-    } else if (/^["@]/.test(line)) {
-      values.push(`${key} ${line}`);
-    }
-  }
-  return values;
 }
 
 export class Machine {
@@ -77,7 +71,7 @@ export class Machine {
     this.prefix = path.join(root, "build/prefixes", `installer-${process.pid}-${name}`);
     this.driveC = path.join(this.prefix, "drive_c");
     mkdirSync(path.dirname(this.prefix), { recursive: true });
-    execFileSync(path.join(scripts, "new-prefix"), [this.prefix]);
+    execFileSync(path.join(scripts, "new-prefix"), [this.prefix], { timeout: kMilliseconds });
     copyFileSync(
       path.join(release, "netsh_recorder.exe"),
       path.join(this.driveC, "windows/system32/netsh.exe"),
@@ -95,38 +89,119 @@ export class Machine {
     return existsSync(this.host(windows));
   }
 
-  /** Runs a program to its end, and with it everything that it started; its exit code. */
-  run(...words) {
-    const { status, error } = this.start(...words);
-    if (error) throw error;
-    this.wait();
-    return status;
+  // Switches the machine on, with somebody logged on for as long as it is: a program that does nothing. Without one, Wine's
+  // server, services and desktop would go with the last program and come again with the next one, and a program that
+  // starts in between waits for a desktop that has just gone.
+  #switchOn() {
+    for (let attempt = 1; this.user === undefined; attempt += 1) {
+      this.user = spawn(path.join(scripts, "wine"), [this.prefix, probe, "serve"], {
+        stdio: ["pipe", "ignore", "ignore"],
+      });
+      const { status, text } = this.#execute(kDesktopSeconds, [probe, "check-desktop"]);
+      if (status === 0) return;
+      const shown = `no desktop came up in ${kDesktopSeconds} s; there was\n${text}${this.describe()}`;
+      // Once in a while the process behind Wine's desktop hangs at its start; then everything is started again.
+      this.kill();
+      if (attempt === 3) throw new Error(shown);
+      console.log(`${shown}\nstarting Wine again`);
+    }
   }
 
-  /** Runs a program to its end; what it wrote. The file's place keeps Wine's services from holding a pipe open. */
-  start(...words) {
+  // The file's place keeps Wine's services from holding a pipe open.
+  #execute(seconds, words) {
     const log = `${this.prefix}.log`;
     const output = openSync(log, "w");
     const result = spawnSync(path.join(scripts, "wine"), [this.prefix, ...words], {
       stdio: ["ignore", output, output],
-      timeout: kSeconds * 1000,
+      timeout: seconds * 1000,
     });
     closeSync(output);
-    return { ...result, text: readFileSync(log, "utf8").replaceAll("\r", "") };
+    return { status: result.status, text: readFileSync(log, "utf8").replaceAll("\r", "") };
   }
 
-  /** Starts a program and goes on; `ended` is its exit code. */
+  /** Runs a program to its end, and with it everything that it started; its exit code. */
+  run(...words) {
+    const { status } = this.start(...words);
+    this.idle();
+    return status;
+  }
+
+  /** Runs a program to its end: its exit code, and what it wrote. */
+  start(...words) {
+    this.#switchOn();
+    const result = this.#execute(kSeconds, words);
+    if (result.status === null) throw this.#late(`the end of ${words.join(" ")}`, kSeconds);
+    return result;
+  }
+
+  /** Starts a program and goes on; `ended()` is its exit code. */
   spawn(...words) {
+    this.#switchOn();
     const child = spawn(path.join(scripts, "wine"), [this.prefix, ...words], { stdio: "ignore" });
-    return { ended: once(child, "exit").then(([code]) => code) };
+    const code = once(child, "exit").then(([value]) => value);
+    return { ended: () => this.#within(code, `the end of ${words.join(" ")}`) };
   }
 
-  /** Until everything on the machine has ended, and its registry is written to the disk. */
-  wait() {
+  async #within(promise, what) {
+    const timer = new AbortController();
+    const late = delay(kMilliseconds, undefined, { signal: timer.signal }).then(
+      () => {
+        throw this.#late(what, kSeconds);
+      },
+      () => {},
+    );
+    try {
+      return await Promise.race([promise, late]);
+    } finally {
+      timer.abort();
+    }
+  }
+
+  #late(what, seconds) {
+    return new Error(`waited ${seconds} s for ${what}; there is\n${this.describe()}`);
+  }
+
+  /** What runs on the machine, and what each thread of it waits for. */
+  describe() {
+    const lines = [];
+    for (const { id, words } of processesOf(this.prefix)) {
+      lines.push(`${id} ${words.join(" ").trim()}`);
+      for (const { name, state, call, waitsIn } of threadsOf(id)) {
+        lines.push(`    ${name} ${state} in call ${call}, ${waitsIn}`);
+      }
+    }
+    return lines.join("\n");
+  }
+
+  // What runs beside Wine itself and the user who is logged on.
+  #programs() {
+    return processesOf(this.prefix).filter(
+      ({ id, words }) => id !== this.user?.pid && !kWinesOwn.test(words.join(" ")),
+    );
+  }
+
+  /** Until every program on the machine has ended. */
+  idle() {
+    const end = Date.now() + kMilliseconds;
+    while (this.#programs().length > 0) {
+      if (Date.now() > end) throw this.#late("the end of every program", kSeconds);
+      Atomics.wait(new Int32Array(new SharedArrayBuffer(4)), 0, 0, kLookMilliseconds);
+    }
+  }
+
+  /** Switches the machine off: its registry is written to the disk. */
+  switchOff() {
+    this.idle();
+    this.user?.kill("SIGKILL");
+    this.user = undefined;
+    if (!this.#waitForServer()) throw this.#late("the machine to go off", kSeconds);
+  }
+
+  #waitForServer() {
     const { status } = spawnSync(path.join(scripts, "wine"), [this.prefix, "--wait"], {
-      timeout: kSeconds * 1000,
+      timeout: kMilliseconds,
     });
-    if (status !== 0) throw new Error("something on the machine does not end");
+    return status === 0;
   }
 
   registry(key, name) {
@@ -149,13 +224,10 @@ export class Machine {
     return fresh;
   }
 
-  /** Every file, folder and registry value, as lines. Only while nothing runs. */
+  /** Every file, folder and registry value, as lines. Switches the machine off. */
   snapshot() {
-    const lines = [...filesBelow(this.driveC)].filter((name) => name !== "netsh.log");
-    for (const file of ["system.reg", "user.reg"]) {
-      lines.push(...registryValues(path.join(this.prefix, file)));
-    }
-    return new Set(lines);
+    this.switchOff();
+    return snapshotOf(this.prefix);
   }
 
   /** Starts the installed program as a user who is no administrator. */
@@ -167,7 +239,7 @@ export class Machine {
   }
 
   probe(...words) {
-    const { status, text } = this.start(path.join(release, "window_probe.exe"), ...words);
+    const { status, text } = this.start(probe, ...words);
     if (status !== 0) throw new Error(`window_probe ${words.join(" ")}: ${text}`);
     return text.trim();
   }
@@ -180,8 +252,9 @@ export class Machine {
   request(target, headers = {}) {
     return new Promise((resolve, reject) => {
       const options = { host: "127.0.0.1", port: 8443, path: target, headers, agent: false };
-      https
-        .get({ ...options, rejectUnauthorized: false }, async (response) => {
+      const timeout = kAnswerSeconds * 1000;
+      const request = https
+        .get({ ...options, timeout, rejectUnauthorized: false }, async (response) => {
           const chunks = [];
           for await (const chunk of response) chunks.push(chunk);
           resolve({
@@ -191,32 +264,40 @@ export class Machine {
             body: Buffer.concat(chunks).toString(),
           });
         })
+        .on("timeout", () => request.destroy(this.#late(`a reply to ${target}`, kAnswerSeconds)))
         .on("error", reject);
     });
   }
 
   /** One command to the installer's pages; see setup_pages.cpp. Throws when it fails. */
   pages(...words) {
-    const { status, text } = this.start(path.join(release, "setup_pages.exe"), ...words);
+    const { status, text } = this.start(pagesHand, ...words);
     if (status !== 0) {
-      const shown = this.start(path.join(release, "setup_pages.exe"), "texts").text;
+      const shown = this.start(pagesHand, "texts").text;
       throw new Error(`setup_pages ${words.join(" ")}: not there; shown is\n${shown}`);
     }
-    return text.trim().split("\n");
+    return text.split("\n").filter((line) => line !== "");
   }
 
   /** A picture of the screen, in build/installer-tests. */
   picture(name) {
     mkdirSync(work, { recursive: true });
     const file = path.join(work, `${name}.png`);
-    execFileSync("import", ["-window", "root", "-trim", file]);
+    execFileSync("import", ["-window", "root", "-trim", file], { timeout: kMilliseconds });
     return statSync(file).size;
   }
 
-  /** Ends whatever still runs. */
+  /** Ends what a test that failed has left open. */
+  clear() {
+    if (this.#programs().length > 0) this.kill();
+  }
+
+  /** Ends everything at once. */
   kill() {
-    spawnSync(path.join(scripts, "wine"), [this.prefix, "--kill"]);
-    spawnSync(path.join(scripts, "wine"), [this.prefix, "--wait"]);
+    this.user = undefined;
+    spawnSync(path.join(scripts, "wine"), [this.prefix, "--kill"], { timeout: kMilliseconds });
+    if (this.#waitForServer()) return;
+    for (const { id } of processesOf(this.prefix)) process.kill(id, "SIGKILL");
   }
 
   end() {
@@ -224,12 +305,4 @@ export class Machine {
     rmSync(this.prefix, { recursive: true, force: true });
     rmSync(`${this.prefix}.log`, { force: true });
   }
-}
-
-/** What was added to and what is missing in `after`. */
-export function difference(before, after) {
-  return {
-    added: [...after].filter((line) => !before.has(line)),
-    missing: [...before].filter((line) => !after.has(line)),
-  };
 }

@@ -22,7 +22,7 @@ before(() => {
   machine = new Machine("pages");
 });
 // A test that fails leaves its pages open.
-afterEach(() => machine.kill());
+afterEach(() => machine.clear());
 after(() => machine?.end());
 
 // Waits for the page that shows `text`, and takes its picture.
@@ -34,7 +34,7 @@ function page(text, name) {
 }
 
 test("setup asks for the licence, offers the firewall rule checked and the shortcut unchecked, and starts the program", async () => {
-  const { ended } = machine.spawn(setup);
+  const running = machine.spawn(setup);
   const licence = page("Please review the license", "english-1-licence");
   assert.ok(licence.some((text) => text.startsWith("MIT License")));
   machine.pages("press", "I Agree");
@@ -58,8 +58,8 @@ test("setup asks for the licence, offers the firewall rule checked and the short
   page("Start Harbinet PRO now", "english-4-finish");
   machine.pages("toggle", "Start Harbinet PRO now");
   machine.pages("press", "Finish");
-  assert.equal(await ended, 0);
-  machine.wait();
+  assert.equal(await running.ended(), 0);
+  machine.idle();
   assert.ok(machine.exists(program));
   assert.ok(machine.exists("C:\\users\\Public\\Desktop\\Harbinet PRO.lnk"));
   assert.deepEqual(machine.netsh(), [], "no firewall rule: its box was cleared");
@@ -67,17 +67,17 @@ test("setup asks for the licence, offers the firewall rule checked and the short
 
 test("an older setup asks before it replaces a newer version; no is the first answer", async () => {
   assert.equal(machine.run(nextSetup, "/S"), 0);
-  const { ended } = machine.spawn(setup);
+  const running = machine.spawn(setup);
   page(`A newer version of Harbinet PRO (${nextVersion}) is installed`, "english-5-downgrade");
   machine.pages("press", "No");
-  assert.equal(await ended, 2);
-  machine.wait();
+  assert.equal(await running.ended(), 2);
+  machine.idle();
   assert.equal(machine.registry(appsKey, "DisplayVersion"), nextVersion);
 });
 
 test("setup says that the program runs, and leaves everything as it is when that is cancelled", async () => {
   const running = await machine.startProgram();
-  const { ended } = machine.spawn(nextSetup, "/LANG=1033");
+  const installing = machine.spawn(nextSetup, "/LANG=1033");
   for (const [text, button] of [
     ["Please review the license", "I Agree"],
     ["Choose which features", "Next >"],
@@ -88,11 +88,11 @@ test("setup says that the program runs, and leaves everything as it is when that
   }
   page("Harbinet PRO is running", "english-6-running");
   machine.pages("press", "Cancel");
-  assert.equal(await ended, 1);
+  assert.equal(await installing.ended(), 1);
   assert.match(machine.pin(), /^\d{6}$/, "the program still runs");
   machine.probe("close", "20");
-  assert.equal(await running.ended, 0);
-  machine.wait();
+  assert.equal(await running.ended(), 0);
+  machine.idle();
 });
 
 test("uninstall offers to keep settings and certificate, which is the first choice", async () => {
@@ -105,12 +105,12 @@ test("uninstall offers to keep settings and certificate, which is the first choi
   machine.pages("press", "Uninstall");
   page("Uninstallation Complete", "english-9-uninstalled");
   machine.pages("press", "Close");
-  machine.wait();
+  machine.idle();
   assert.equal(machine.exists(program), false);
 });
 
 test("the pages are German where Windows is", async () => {
-  const { ended } = machine.spawn(setup, "/LANG=1031");
+  const running = machine.spawn(setup, "/LANG=1031");
   page("Bitte lesen Sie die Lizenzbedingungen", "german-1-licence");
   machine.pages("press", "Annehmen");
   page("Wählen Sie die Komponenten", "german-2-components");
@@ -124,9 +124,9 @@ test("the pages are German where Windows is", async () => {
   machine.pages("press", "Installieren");
   page("Harbinet PRO jetzt starten", "german-4-finish");
   machine.pages("press", "Fertigstellen");
-  assert.equal(await ended, 0);
+  assert.equal(await running.ended(), 0);
   // The program, which the desktop started, serves.
   machine.probe("wait-url", "40");
   machine.probe("close", "20");
-  machine.wait();
+  machine.idle();
 });

@@ -7,12 +7,12 @@ import { fixedVersion } from "../packaging/program_version.mjs";
 import {
   Machine,
   appsKey,
-  difference,
   makeInstaller,
   nextVersion,
   programFolder,
   version,
 } from "./machine.mjs";
+import { difference } from "./snapshot.mjs";
 
 const program = `${programFolder}\\Harbinet.exe`;
 const uninstaller = `${programFolder}\\uninstall.exe`;
@@ -78,8 +78,8 @@ test("the installed program serves a file to a browser that logs in", async () =
   const file = await machine.request("/download?path=mine.txt", { cookie });
   assert.equal(file.body, "my own file");
   machine.probe("close", "20");
-  assert.equal(await running.ended, 0);
-  machine.wait();
+  assert.equal(await running.ended(), 0);
+  machine.idle();
 });
 
 test("an upgrade closes the running program, keeps settings and files, and does not ask for the choices again", async () => {
@@ -87,7 +87,7 @@ test("an upgrade closes the running program, keeps settings and files, and does 
   const pin = machine.registry(settings, "MasterPin6");
   assert.match(pin, /^\d{6}$/);
   assert.equal(machine.run(nextSetup, "/S"), 0);
-  assert.equal(await running.ended, 0, "the program ended by itself");
+  assert.equal(await running.ended(), 0, "the program ended by itself");
   assert.equal(versionOf(program), `${nextVersion}.0.0`);
   assert.equal(machine.registry(appsKey, "DisplayVersion"), nextVersion);
   assert.equal(machine.registry(settings, "MasterPin6"), pin);
@@ -121,8 +121,8 @@ test("uninstalling with the program running leaves nothing but the user's own da
   assert.equal(machine.registry(run, "Harbinet PRO"), `"${program}" --autostart`);
   const running = await machine.startProgram();
   assert.equal(machine.run(uninstaller, "/S"), 0);
-  assert.equal(await running.ended, 0);
-  machine.wait();
+  assert.equal(await running.ended(), 0);
+  machine.idle();
   assert.deepEqual(machine.netsh(), [deleteRules]);
 
   const { added, missing } = difference(fresh, machine.snapshot());

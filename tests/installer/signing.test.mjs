@@ -75,5 +75,5 @@ test("the signed program starts and serves", async () => {
   const running = await machine.startProgram();
   assert.equal((await machine.request("/api/status")).status, 200);
   machine.probe("close", "20");
-  assert.equal(await running.ended, 0);
+  assert.equal(await running.ended(), 0);
 });

@@ -5,20 +5,24 @@ const kTicksPerSecond = 100;
 
 export const processIds = () => fs.readdirSync("/proc").filter((name) => /^\d+$/.test(name));
 
-// The process of that prefix whose command line fits.
-function findProcess(prefix, fits) {
+// Every process of that prefix: its number and the words of its command line.
+export function processesOf(prefix) {
+  const found = [];
   for (const id of processIds()) {
     try {
       const words = fs.readFileSync(`/proc/${id}/cmdline`, "utf8").split("\0");
-      if (!fits(words.filter((word) => word !== ""))) continue;
+      if (!words.some((word) => /wine|\.exe/i.test(word))) continue;
       const environment = fs.readFileSync(`/proc/${id}/environ`, "utf8").split("\0");
-      if (environment.includes(`WINEPREFIX=${prefix}`)) return Number(id);
+      if (!environment.includes(`WINEPREFIX=${prefix}`)) continue;
+      found.push({ id: Number(id), words: words.filter((word) => word !== "") });
     } catch {
       // It ended in between.
     }
   }
-  return undefined;
+  return found;
 }
+
+const findProcess = (prefix, fits) => processesOf(prefix).find(({ words }) => fits(words))?.id;
 
 // The process of the program itself.
 export function processOf(prefix) {
