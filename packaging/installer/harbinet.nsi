@@ -61,7 +61,6 @@ VIFileVersion "${VERSION_FOUR}"
 !define MUI_UNICON "..\..\src\ui\resources\harbinet.ico"
 !define MUI_WELCOMEFINISHPAGE_BITMAP "side.bmp"
 !define MUI_ABORTWARNING
-!define MUI_COMPONENTSPAGE_SMALLDESC
 !define MUI_FINISHPAGE_RUN
 !define MUI_FINISHPAGE_RUN_TEXT "$(StartNow)"
 !define MUI_FINISHPAGE_RUN_FUNCTION StartAsUser
@@ -74,6 +73,7 @@ VIFileVersion "${VERSION_FOUR}"
 !insertmacro MUI_PAGE_FINISH
 
 !insertmacro MUI_UNPAGE_CONFIRM
+!define MUI_PAGE_CUSTOMFUNCTION_SHOW un.HideSpaceRequired
 !insertmacro MUI_UNPAGE_COMPONENTS
 !insertmacro MUI_UNPAGE_INSTFILES
 
@@ -211,7 +211,11 @@ Function .onInit
         ${GetParameters} $2
         ${GetOptions} $2 "/DOWNGRADE=" $3
         ${If} $3 != "yes"
-            MessageBox MB_YESNO|MB_ICONEXCLAMATION|MB_DEFBUTTON2 "$(OlderThanInstalled)" /SD IDNO IDYES older
+            StrCpy $4 "${OLDER_ENGLISH}"
+            ${If} $LANGUAGE = ${LANG_GERMAN}
+                StrCpy $4 "${OLDER_GERMAN}"
+            ${EndIf}
+            MessageBox MB_YESNO|MB_ICONEXCLAMATION|MB_DEFBUTTON2 "$4" /SD IDNO IDYES older
             SetErrorLevel 2
             Quit
             older:
@@ -266,6 +270,11 @@ SectionEnd
     !insertmacro MUI_DESCRIPTION_TEXT ${SectionRemoveProgram} "$(RemoveProgramText)"
     !insertmacro MUI_DESCRIPTION_TEXT ${SectionRemoveSettings} "$(RemoveSettingsText)"
 !insertmacro MUI_UNFUNCTION_DESCRIPTION_END
+
+; Uninstall needs none.
+Function un.HideSpaceRequired
+    ShowWindow $mui.ComponentsPage.SpaceRequired ${SW_HIDE}
+FunctionEnd
 
 Function un.onInit
     SetRegView 64

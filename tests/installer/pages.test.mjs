@@ -25,34 +25,49 @@ before(() => {
 afterEach(() => machine.clear());
 after(() => machine?.end());
 
-// Waits for the page that shows `text`, and takes its picture.
+// Waits for the page that shows `text`, and takes its picture; nothing on it may be cut off.
 function page(text, name) {
   machine.pages("wait", text);
-  const texts = machine.pages("texts");
   assert.ok(machine.picture(name) > 3000, `picture of ${name}`);
-  return texts;
+  assert.deepEqual(machine.pages("cut"), [], name);
+}
+
+// Each item's description is shown when it is selected, whole; with pictures. The item that is selected at first comes last.
+function assertDescribed(descriptions, name) {
+  for (const [index, [item, description]] of Object.entries(descriptions).entries()) {
+    machine.pages("select", item);
+    page(description, `${name}-${index + 1}`);
+  }
 }
 
 test("setup asks for the licence, offers the firewall rule checked and the shortcut unchecked, and starts the program", async () => {
   const running = machine.spawn(setup);
-  const licence = page("Please review the license", "english-1-licence");
-  assert.ok(licence.some((text) => text.startsWith("MIT License")));
+  page("Please review the license", "english-1-licence");
+  assert.ok(machine.pages("texts").some((text) => text.startsWith("MIT License")));
   machine.pages("press", "I Agree");
 
   page("Choose which features", "english-2-components");
   assert.deepEqual(machine.pages("items"), [
     "x Harbinet PRO",
-    "x Let other devices connect",
-    "- Shortcut on the desktop",
+    "x Allow other devices",
+    "- Desktop shortcut",
   ]);
-  machine.pages("toggle", "Shortcut on the desktop");
-  assert.equal(machine.pages("items")[2], "x Shortcut on the desktop");
-  machine.pages("toggle", "Let other devices connect");
-  assert.equal(machine.pages("items")[1], "- Let other devices connect");
+  assertDescribed(
+    {
+      "Allow other devices": "Adds a rule to the Windows firewall",
+      "Desktop shortcut": "Puts a shortcut on the desktop",
+      "Harbinet PRO": "The program and its entry",
+    },
+    "english-2-components",
+  );
+  machine.pages("toggle", "Desktop shortcut");
+  assert.equal(machine.pages("items")[2], "x Desktop shortcut");
+  machine.pages("toggle", "Allow other devices");
+  assert.equal(machine.pages("items")[1], "- Allow other devices");
   machine.pages("press", "Next >");
 
-  const folder = page("Choose the folder", "english-3-folder");
-  assert.ok(folder.includes(programFolder));
+  page("Choose the folder", "english-3-folder");
+  assert.ok(machine.pages("texts").includes(programFolder));
   machine.pages("press", "Install");
 
   page("Start Harbinet PRO now", "english-4-finish");
@@ -67,11 +82,17 @@ test("setup asks for the licence, offers the firewall rule checked and the short
 
 test("an older setup asks before it replaces a newer version; no is the first answer", async () => {
   assert.equal(machine.run(nextSetup, "/S"), 0);
-  const running = machine.spawn(setup);
-  page(`A newer version of Harbinet PRO (${nextVersion}) is installed`, "english-5-downgrade");
-  machine.pages("press", "No");
-  assert.equal(await running.ended(), 2);
-  machine.idle();
+  for (const [language, question, name] of [
+    ["1033", `A newer version of Harbinet PRO (${nextVersion}) is installed.`, "english"],
+    ["1031", `Eine neuere Version von Harbinet PRO (${nextVersion}) ist installiert.`, "german"],
+  ]) {
+    const running = machine.spawn(setup, `/LANG=${language}`);
+    page(question, `${name}-5-downgrade`);
+    // Windows' own word, in Windows' language.
+    machine.pages("press", "No");
+    assert.equal(await running.ended(), 2);
+    machine.idle();
+  }
   assert.equal(machine.registry(appsKey, "DisplayVersion"), nextVersion);
 });
 
@@ -102,6 +123,14 @@ test("uninstall offers to keep settings and certificate, which is the first choi
   machine.pages("press", "Next >");
   page("Choose which features", "english-8-uninstall-components");
   assert.deepEqual(machine.pages("items"), ["x Harbinet PRO", "- Settings and certificate"]);
+  assertDescribed(
+    {
+      "Settings and certificate": "The Master PIN, the choice of folder",
+      "Harbinet PRO": "The program, its shortcuts, its firewall rule",
+    },
+    "english-8-uninstall-components",
+  );
+  assert.ok(!machine.pages("texts").some((text) => text.startsWith("Space required")));
   machine.pages("press", "Uninstall");
   page("Uninstallation Complete", "english-9-uninstalled");
   machine.pages("press", "Close");
@@ -109,7 +138,7 @@ test("uninstall offers to keep settings and certificate, which is the first choi
   assert.equal(machine.exists(program), false);
 });
 
-test("the pages are German where Windows is", async () => {
+test("setup is German where Windows is", async () => {
   const running = machine.spawn(setup, "/LANG=1031");
   page("Bitte lesen Sie die Lizenzbedingungen", "german-1-licence");
   machine.pages("press", "Annehmen");
@@ -117,8 +146,16 @@ test("the pages are German where Windows is", async () => {
   assert.deepEqual(machine.pages("items"), [
     "x Harbinet PRO",
     "x Andere Geräte zulassen",
-    "- Verknüpfung auf dem Desktop",
+    "- Desktop-Verknüpfung",
   ]);
+  assertDescribed(
+    {
+      "Andere Geräte zulassen": "Trägt eine Regel in die Windows-Firewall ein",
+      "Desktop-Verknüpfung": "Legt eine Verknüpfung auf den Desktop",
+      "Harbinet PRO": "Das Programm und sein Eintrag",
+    },
+    "german-2-components",
+  );
   machine.pages("press", "Weiter >");
   page("Wählen Sie das Verzeichnis", "german-3-folder");
   machine.pages("press", "Installieren");
@@ -129,4 +166,28 @@ test("the pages are German where Windows is", async () => {
   machine.probe("wait-url", "40");
   machine.probe("close", "20");
   machine.idle();
+});
+
+test("uninstall is German too; a running program is closed when that is agreed to", async () => {
+  const running = await machine.startProgram();
+  machine.spawn(`${programFolder}\\uninstall.exe`, "/LANG=1031");
+  page("aus dem unten angegebenen Verzeichnis entfernt", "german-7-uninstall");
+  machine.pages("press", "Weiter >");
+  page("Wählen Sie die Komponenten", "german-8-uninstall-components");
+  assert.deepEqual(machine.pages("items"), ["x Harbinet PRO", "- Einstellungen, Zertifikat"]);
+  assertDescribed(
+    {
+      "Einstellungen, Zertifikat": "Die Master-PIN, die Wahl des Ordners",
+      "Harbinet PRO": "Das Programm, seine Verknüpfungen",
+    },
+    "german-8-uninstall-components",
+  );
+  machine.pages("press", "Deinstallieren");
+  page("Harbinet PRO läuft. Es wird jetzt geschlossen", "german-6-running");
+  machine.pages("press", "OK");
+  assert.equal(await running.ended(), 0);
+  page("Die Deinstallation ist vollständig", "german-9-uninstalled");
+  machine.pages("press", "Beenden");
+  machine.idle();
+  assert.equal(machine.exists(program), false);
 });

@@ -1,9 +1,10 @@
 // Hands on the pages of a running setup or uninstall. Answers are UTF-8 lines.
 //
-//   setup_pages wait TEXT      waits until a page or a message shows the text anywhere, at most 20
-//   seconds setup_pages gone           waits until there is no page any more, at most 60 seconds
+//   setup_pages wait TEXT      waits until a page or a message shows the text anywhere, a minute
 //   setup_pages texts          every text that is shown, one a line
+//   setup_pages cut            the texts that are longer than their place
 //   setup_pages items          the check boxes of the page's list: "x NAME" or "- NAME"
+//   setup_pages select NAME    selects that item, whose description is shown then
 //   setup_pages toggle NAME    clicks the check box of that item or that button
 //   setup_pages press LABEL    presses the button with that label, its & left out
 //
@@ -147,9 +148,11 @@ public:
         return image == 2 || image == 5;
     }
 
+    void Select(LPARAM item) const { SendMessageW(window_, TVM_SELECTITEM, TVGN_CARET, item); }
+
     // By the keyboard: for a click the setup looks where the mouse really is.
     void Click(LPARAM item) const {
-        SendMessageW(window_, TVM_SELECTITEM, TVGN_CARET, item);
+        Select(item);
         SendMessageW(window_, WM_CHAR, VK_SPACE, 0);
     }
 
@@ -179,17 +182,26 @@ bool PrintItems() {
     return true;
 }
 
-bool Toggle(const std::wstring& name) {
-    if (const HWND window = FindTree()) {
-        const Tree tree(window);
-        for (const LPARAM item : tree.Items()) {
-            if (tree.Name(item) == name) {
-                tree.Click(item);
-                return true;
-            }
+// Does it to the item of that name.
+bool WithItem(const std::wstring& name, const std::function<void(const Tree&, LPARAM)>& act) {
+    const HWND window = FindTree();
+    if (!window) return false;
+    const Tree tree(window);
+    for (const LPARAM item : tree.Items()) {
+        if (tree.Name(item) == name) {
+            act(tree, item);
+            return true;
         }
     }
-    return Press(name);
+    return false;
+}
+
+bool Select(const std::wstring& name) {
+    return WithItem(name, [](const Tree& tree, LPARAM item) { tree.Select(item); });
+}
+
+bool Toggle(const std::wstring& name) {
+    return WithItem(name, [](const Tree& tree, LPARAM item) { tree.Click(item); }) || Press(name);
 }
 
 bool PrintTexts() {
@@ -200,6 +212,41 @@ bool PrintTexts() {
     return true;
 }
 
+// The place that a label's text takes in the font of all dialogs; headings, which are bolder, take
+// a little more.
+bool Fits(HDC dc, HWND label, const std::wstring& text) {
+    RECT place{};
+    GetClientRect(label, &place);
+    RECT needed{0, 0, place.right, 0};
+    DrawTextW(dc, text.c_str(), -1, &needed, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX);
+    return needed.right <= place.right && needed.bottom <= place.bottom;
+}
+
+bool PrintCut() {
+    constexpr int kPoints = 8;
+    const HDC dc = GetDC(nullptr);
+    const HFONT font =
+        CreateFontW(-MulDiv(kPoints, GetDeviceCaps(dc, LOGPIXELSY), 72), 0, 0, 0, FW_NORMAL, FALSE,
+                    FALSE, FALSE, DEFAULT_CHARSET, 0, 0, 0, 0, L"MS Shell Dlg");
+    const HGDIOBJ before = SelectObject(dc, font);
+    for (const HWND control : Controls()) {
+        wchar_t name[32] = {};
+        GetClassNameW(control, name, 32);
+        // A list that must be moved sideways to be read.
+        if (name == std::wstring(L"SysTreeView32") &&
+            (GetWindowLongPtrW(control, GWL_STYLE) & WS_HSCROLL) != 0) {
+            std::cout << "the list\n";
+        }
+        if (name != std::wstring(L"Static")) continue;
+        const std::wstring text = TextOf(control);
+        if (!Fits(dc, control, text)) std::cout << harbinet::WideToUtf8(text) << "\n";
+    }
+    SelectObject(dc, before);
+    DeleteObject(font);
+    ReleaseDC(nullptr, dc);
+    return true;
+}
+
 }  // namespace
 
 int wmain(int count, wchar_t** words) {
@@ -207,9 +254,10 @@ int wmain(int count, wchar_t** words) {
     const std::wstring text = count > 2 ? words[2] : L"";
     bool done = false;
     if (command == L"wait") done = WaitUntil([&] { return Shows(text); });
-    if (command == L"gone") done = WaitUntil([] { return Pages().empty(); });
     if (command == L"texts") done = PrintTexts();
+    if (command == L"cut") done = PrintCut();
     if (command == L"items") done = PrintItems();
+    if (command == L"select") done = Select(text);
     if (command == L"toggle") done = Toggle(text);
     if (command == L"press") done = Press(text);
     return done ? 0 : 1;
