@@ -42,10 +42,6 @@ function pathOf(name) {
   return shownPath === "" ? name : `${shownPath}/${name}`;
 }
 
-function selectedNames() {
-  return Array.from(rows.querySelectorAll(".itemSel:checked"), (box) => box.dataset.name);
-}
-
 function isEveryFileSelected() {
   return rows.querySelector(".itemSel") !== null && !rows.querySelector(".itemSel:not(:checked)");
 }
@@ -66,7 +62,7 @@ const listing = createListing(rows, rowOf, (isComplete) => {
 });
 
 function showItems() {
-  const checkedNames = new Set(selectedNames());
+  const checkedNames = new Set(listing.checkedNames());
   const upItems = shownPath === "" ? [] : [{ type: "up" }];
   listing.show([...upItems, ...currentItems], (name) => checkedNames.has(name));
 }
@@ -170,7 +166,7 @@ async function deleteFile(name) {
 // Calls task(names) with the checked names, if there are any.
 function withSelection(task) {
   return () => {
-    const names = selectedNames();
+    const names = listing.checkedNames();
     if (names.length === 0) {
       alert("No files selected.");
       return undefined;

@@ -56,17 +56,18 @@ function controlInPlaceOf({ dataset }, row) {
 
 // Runs change(), which moves and removes rows of the table body. A control in them that had the
 // focus keeps it; the control of a row that went hands it on to the row that follows.
-export function keepFocus(body, change) {
+// rows() gives them in their order.
+export function keepFocus(body, rows, change) {
   const element = document.activeElement;
-  const index = body.contains(element) ? element.closest("tr").sectionRowIndex : null;
+  const index = body.contains(element) ? rows().indexOf(element.closest("tr")) : null;
   change();
   if (index === null || !isFocusLost()) {
     return;
   }
   focusOn(successorOf({ element, selector: selectorOf(element) }));
   if (isFocusLost()) {
-    const row = body.rows[Math.min(index, body.rows.length - 1)];
-    focusOn(controlInPlaceOf(element, row));
+    const left = rows();
+    focusOn(controlInPlaceOf(element, left[Math.min(index, left.length - 1)]));
   }
   if (isFocusLost()) {
     focusOn(selectAllBox());

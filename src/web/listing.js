@@ -4,7 +4,8 @@
 
 import { keepFocus } from "./focus_mark.js";
 import { markupText } from "./markup_text.js";
-import { orderRows } from "./row_order.js";
+import { RowGroups } from "./row_groups.js";
+import { movesBetween } from "./row_order.js";
 import { sizeText } from "./size_text.js";
 
 // A folder of usual size is shown in one piece. The rest of a large one follows in pieces, so that
@@ -87,77 +88,93 @@ function updateEntry(entry, item, isChecked) {
 class Listing {
   constructor(body, makeRow, onRows) {
     this.body = body;
+    this.groups = new RowGroups(body);
     this.makeRow = makeRow;
     this.onRows = onRows;
-    // key: { row, checkBox, size } of every row in the body
+    // key: { key, name, row, checkBox, size } of every row in the body
     this.entries = new Map();
+    // The entries in the order of the rows: asking the document takes longer.
+    this.shown = [];
     // What is left to add, or null.
     this.additions = null;
   }
 
-  addEntry(key, item, isChecked) {
+  makeEntry(key, item, isChecked) {
     const row = this.makeRow(item);
-    const entry = { row, checkBox: row.querySelector("input"), size: undefined };
+    const checkBox = row.querySelector("input");
+    const entry = { key, name: item.name, row, checkBox, size: undefined };
     this.entries.set(key, entry);
     updateEntry(entry, item, isChecked);
-    return row;
+    return entry;
   }
 
   removeAllBut(wanted) {
-    for (const [key, { row }] of this.entries) {
-      if (!wanted.has(key)) {
-        row.remove();
-        this.entries.delete(key);
+    this.shown = this.shown.filter((entry) => {
+      const stays = wanted.has(entry.key);
+      if (!stays) {
+        this.groups.remove(entry.row);
+        this.entries.delete(entry.key);
       }
-    }
+      return stays;
+    });
   }
 
   updateAndOrder(wanted, isChecked) {
-    const rows = [];
+    const ordered = [];
     for (const [key, item] of wanted) {
       const entry = this.entries.get(key);
       if (entry !== undefined) {
         updateEntry(entry, item, isChecked);
-        rows.push(entry.row);
+        ordered.push(entry);
       }
     }
-    orderRows(this.body, rows);
+    for (const i of movesBetween(this.shown, ordered)) {
+      this.groups.place(ordered[i].row, ordered[i - 1]?.row ?? null);
+    }
+    this.shown = ordered;
   }
 
   // Adds one missing row with each step.
   *missingRows(wanted, isChecked) {
-    let next = this.body.rows[0] ?? null;
+    let place = 0;
     for (const [key, item] of wanted) {
-      const entry = this.entries.get(key);
-      if (entry === undefined) {
-        this.body.insertBefore(this.addEntry(key, item, isChecked), next);
+      if (!this.entries.has(key)) {
+        const entry = this.makeEntry(key, item, isChecked);
+        this.groups.place(entry.row, this.shown[place - 1]?.row ?? null);
+        this.shown.splice(place, 0, entry);
         yield;
-      } else {
-        next = entry.row.nextElementSibling;
       }
+      place += 1;
     }
   }
 
   // Adds up to `count` rows, and sees to it that the rest follows.
   add(count) {
     const { additions } = this;
-    for (let i = 0; i < count; i += 1) {
-      if (additions.next().done) {
-        this.additions = null;
-        this.onRows(true);
-        return;
-      }
+    let isComplete = false;
+    for (let i = 0; i < count && !isComplete; i += 1) {
+      isComplete = additions.next().done;
+    }
+    this.groups.settle();
+    if (isComplete) {
+      this.additions = null;
+      this.onRows(true);
+      return;
     }
     soon(() => {
       if (this.additions === additions) {
-        this.add(kMoreRows);
+        this.change(() => this.add(kMoreRows));
       }
     });
   }
 
+  change(task) {
+    keepFocus(this.body, () => this.shown.map(({ row }) => row), task);
+  }
+
   show(items, isChecked) {
     const wanted = itemsByKey(items);
-    keepFocus(this.body, () => {
+    this.change(() => {
       this.removeAllBut(wanted);
       this.updateAndOrder(wanted, isChecked);
       this.additions = this.missingRows(wanted, isChecked);
@@ -171,18 +188,22 @@ class Listing {
       this.add(Infinity);
     }
   }
+
+  get length() {
+    return this.shown.length;
+  }
+
+  checkedNames() {
+    return this.shown.filter(({ checkBox }) => checkBox?.checked).map(({ name }) => name);
+  }
 }
 
-// Gives show(items, isChecked), which fills the table body with the rows that makeRow(item) makes,
-// and checks those whose isChecked(name) is true, and complete(), which adds at once what is still
-// to come of a large folder. Only rows that differ are touched: whatever the user is doing with the
-// others goes on. onRows(isComplete) is called when rows have changed, and again when none is missing any more.
+// Gives a listing with show(items, isChecked), which fills the table body with the rows that makeRow(item) makes, and
+// checks those whose isChecked(name) is true; complete(), which adds at once what is still to come of a large folder;
+// length, the number of rows; and checkedNames(). Only rows that differ are touched: whatever the user is doing with the others goes on.
+// onRows(isComplete) is called when rows have changed, and again when none is missing any more.
 export function createListing(body, makeRow, onRows) {
-  const listing = new Listing(body, makeRow, onRows);
-  return {
-    show: (items, isChecked) => listing.show(items, isChecked),
-    complete: () => listing.complete(),
-  };
+  return new Listing(body, makeRow, onRows);
 }
 
 // Ends what the style sheet does while the first listing is on its way.

@@ -1,4 +1,4 @@
-// Puts the rows of a table body into a given order with as few moves as can be.
+// Puts a list into a given order with as few moves as can be.
 
 // Gives the indexes of a longest rising run (not necessarily of neighbours) in a list of different
 // numbers, in O(n log n): `tails` ends, for each length, the run with the smallest last number.
@@ -26,27 +26,13 @@ function longestRise(numbers) {
   return indexes.reverse();
 }
 
-function isOrdered(body, rows) {
-  let next = body.firstElementChild;
-  return rows.every((row) => {
-    const isNext = row === next;
-    next = isNext ? row.nextElementSibling : null;
-    return isNext;
-  });
-}
-
-// rows: every row of the body, in the order that they are to have.
-export function orderRows(body, rows) {
-  if (isOrdered(body, rows)) {
-    return;
+// Gives the indexes of those in `wanted`, from the first on, that are to move behind the one before them. Both lists hold
+// the same, in different orders.
+export function movesBetween(present, wanted) {
+  if (wanted.every((one, i) => one === present[i])) {
+    return [];
   }
-  const places = new Map(Array.from(body.rows, (row, i) => [row, i]));
-  const kept = new Set(longestRise(rows.map((row) => places.get(row))).map((i) => rows[i]));
-  let next = null;
-  for (const row of rows.slice().reverse()) {
-    if (!kept.has(row)) {
-      body.insertBefore(row, next);
-    }
-    next = row;
-  }
+  const places = new Map(present.map((one, i) => [one, i]));
+  const kept = new Set(longestRise(wanted.map((one) => places.get(one))));
+  return Array.from(wanted.keys()).filter((i) => !kept.has(i));
 }

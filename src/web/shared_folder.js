@@ -43,8 +43,8 @@ function downloadAddress(name) {
 }
 
 function showSelection() {
-  const boxes = rows.rows.length;
-  const checked = rows.querySelectorAll("[data-filechk]:checked").length;
+  const boxes = listing.length;
+  const checked = listing.checkedNames().length;
   document.getElementById("selInfo").textContent = `${selection.size} selected`;
   downloadSelectedButton.disabled = selection.size === 0;
   deleteSelectedButton.disabled = selection.size === 0;

@@ -27,7 +27,7 @@ export async function sideways(who) {
 export function sticksOut() {
   // Rows out of sight are not laid out, and not every engine does so for a question.
   const style = document.createElement("style");
-  style.textContent = "tbody tr { content-visibility: visible; }";
+  style.textContent = "tbody > * { content-visibility: visible; }";
   document.head.append(style);
   const found = Array.from(document.querySelectorAll("tr > *")).flatMap((cell) => {
     const place = cell.getBoundingClientRect();
