@@ -57,6 +57,23 @@ pageTest("the three boxes have their titles, blanks included", kView, async ({ p
   ]);
 });
 
+pageTest("the titles of the boxes begin at the same place", kView, async ({ page }) => {
+  await openFileManager(page);
+  const places = await page.locator(".boxTitle > span").evaluateAll((titles) =>
+    titles.map(({ parentElement, firstChild }) => {
+      const letter = document.createRange();
+      const start = firstChild.data.search(/\S/);
+      letter.setStart(firstChild, start);
+      letter.setEnd(firstChild, start + 1);
+      return letter.getBoundingClientRect().left - parentElement.getBoundingClientRect().left;
+    }),
+  );
+  assert.equal(places.length, 3);
+  for (const place of places) {
+    assert.ok(Math.abs(place - places[0]) < 0.5, places.join());
+  }
+});
+
 pageTest("the three boxes have their measures and colours", kView, async ({ page }) => {
   await openFileManager(page);
   for (const box of await page.locator(".box").all()) {
