@@ -1,7 +1,7 @@
 // WebKit behind the interface of engines.mjs: WebKitGTK's MiniBrowser, driven over WebDriver. Each visitor is a browser
 // of its own, with a driver of its own, in a session of the message bus of its own.
 
-import { spawn } from "node:child_process";
+import { execFileSync, spawn } from "node:child_process";
 import fs from "node:fs";
 import net from "node:net";
 import path from "node:path";
@@ -175,16 +175,34 @@ class Visitor {
     return this.driver.manage().deleteAllCookies();
   }
 
-  async picture(file) {
-    let picture;
-    if (this.frame) {
-      await this.driver.switchTo().defaultContent();
-      picture = await this.frame.takeScreenshot();
-      await this.driver.switchTo().frame(this.frame);
-    } else {
+  // The window as it is once what the page shows has been painted: two pictures of it are alike.
+  async settledPicture() {
+    await this.evaluate(
+      () =>
+        new Promise((resolve) => {
+          requestAnimationFrame(() => requestAnimationFrame(resolve));
+        }),
+    );
+    let last;
+    let picture = await this.driver.takeScreenshot();
+    for (let i = 0; i < 20 && picture !== last; i += 1) {
+      last = picture;
+      await this.driver.sleep(100);
       picture = await this.driver.takeScreenshot();
     }
-    fs.writeFileSync(file, Buffer.from(picture, "base64"));
+    return Buffer.from(picture, "base64");
+  }
+
+  // The driver's own picture of an element that is lower than the window has a black strip at its top, and lacks as much
+  // at its bottom. So the frame, which stands in the window's corner, is cut out of the whole.
+  async picture(file) {
+    if (!this.frame) {
+      fs.writeFileSync(file, await this.settledPicture());
+      return;
+    }
+    const [width, height] = await this.evaluate(() => [innerWidth, innerHeight]);
+    const input = await this.settledPicture();
+    execFileSync("convert", ["-", "-crop", `${width}x${height}+0+0`, "+repage", file], { input });
   }
 
   async close() {
