@@ -289,6 +289,14 @@ TEST_F(FileSystemWinTest, FullPathsHaveAtMost259Characters) {
     EXPECT_EQ(files_.FullPath(L"C:\\" + std::wstring(40'000, L'a')), L"");
 }
 
+TEST_F(FileSystemWinTest, PathsOfMoreThan32767CharactersHaveNoFullPathHoweverShortThatWouldBe) {
+    std::wstring path = L"C:\\";
+    while (path.size() < 30'000) path += L".\\";
+    EXPECT_EQ(files_.FullPath(path + L"a.txt"), L"C:\\a.txt");
+    while (path.size() < 32'768) path += L".\\";
+    EXPECT_EQ(files_.FullPath(path + L"a.txt"), L"");
+}
+
 TEST_F(FileSystemWinTest, TheLastWriteIsToldInLocalTime) {
     Put(Path(L"f"), "x");
     const SYSTEMTIME written{2001, 2, 0, 3, 4, 5, 6, 0};
