@@ -19,6 +19,7 @@
 #include "app/encoding.h"
 #include "app/paths_win.h"
 #include "app/unique_handle_win.h"
+#include "interruption.h"
 #include "kept_settings.h"
 #include "test_process.h"
 #include "test_report.h"
@@ -36,27 +37,8 @@ constexpr DWORD kCloseMilliseconds = 4500;  // what Windows leaves a console tha
 constexpr const char* kNotRestored =
     "settings and data folder are not put back yet: start run-tests again";
 constexpr const wchar_t* kInstanceMutex = L"Global\\HTTPSHarbinet_SingleInstance";
-
-// Set by the console's thread, which comes with Ctrl-C or a closed window.
-struct Interruption {
-    UniqueKernelHandle stop{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    UniqueKernelHandle finished{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-};
-Interruption& TheInterruption() {
-    static Interruption interruption;
-    return interruption;
-}
-BOOL WINAPI OnInterruption(DWORD reason) {
-    SetEvent(TheInterruption().stop.Get());
-    // The process ends when this returns, unless it was Ctrl-C.
-    if (reason != CTRL_C_EVENT && reason != CTRL_BREAK_EVENT) {
-        WaitForSingleObject(TheInterruption().finished.Get(), kCloseMilliseconds);
-    }
-    return TRUE;
-}
-bool IsInterrupted() {
-    return WaitForSingleObject(TheInterruption().stop.Get(), 0) == WAIT_OBJECT_0;
-}
+// A second run would take what the first has put aside for what a crash has left.
+constexpr const wchar_t* kKitMutex = L"Global\\Harbinet test kit";
 
 struct TestProgram {
     std::wstring name;  // in the results
@@ -145,8 +127,7 @@ public:
         const ULONGLONG start = GetTickCount64();
         const TestRun run = RunTestProcess(
             program.command_line + L" " + Quoted(L"--gtest_output=xml:" + xml.wstring()),
-            results_ / (program.name + L".log"), TheInterruption().stop.Get(),
-            kProgramLimitMilliseconds);
+            results_ / (program.name + L".log"), InterruptionEvent(), kProgramLimitMilliseconds);
         ReleaseDrives();
         if (run.end == TestEnd::kStopped) return;
         std::ifstream file(xml, std::ios::binary);
@@ -168,8 +149,7 @@ public:
 
     // Counts as one test, which passes when the command ends with 0.
     void RunCommand(const std::wstring& command_line) {
-        const TestRun run =
-            RunTestProcess(command_line, {}, TheInterruption().stop.Get(), INFINITE);
+        const TestRun run = RunTestProcess(command_line, {}, InterruptionEvent(), INFINITE);
         ReleaseDrives();
         if (run.end == TestEnd::kEnded && run.exit_code == 0) {
             ++passed_;
@@ -287,10 +267,15 @@ int wmain(int argc, wchar_t** argv) {
             options.names.push_back(argument);
         }
     }
+    const harbinet::UniqueKernelHandle mutex(CreateMutexW(nullptr, FALSE, kKitMutex));
+    if (!mutex || GetLastError() == ERROR_ALREADY_EXISTS) {
+        std::puts("FAILED: the tests are running already\n0 passed, 1 failed");
+        KeepWindowOpen();
+        return 1;
+    }
     const std::filesystem::path bin =
         std::filesystem::path(harbinet::ExecutablePath()).parent_path();
-    TheInterruption();
-    SetConsoleCtrlHandler(OnInterruption, TRUE);
+    CatchInterruptions(kCloseMilliseconds);
     bool good = false;
     {
         Kit kit(bin.parent_path());
@@ -301,7 +286,7 @@ int wmain(int argc, wchar_t** argv) {
         }
         good = kit.Finish();
     }
-    SetEvent(TheInterruption().finished.Get());
+    TellFinished();
     KeepWindowOpen();
     return good ? 0 : 1;
 }
