@@ -1,5 +1,6 @@
 // What requests of a stranger or of a session's holder take from the heap, and what happens when it
 // gives no more.
+#include "auth/ban_table.h"
 #include "failing_memory.h"
 #include "files/shares/share_fixture.h"
 #include "files/zip/zip_download.h"
@@ -116,6 +117,65 @@ TEST_F(MemoryTest, ABodyForOneEntryHasAtMost64KiB) {
     EXPECT_EQ(Post(WithLinks(ServeFolderLinkPost), link, body(65'537)),
               Json("400 Bad Request", R"({"ok":false,"error":"Invalid name"})"));
     EXPECT_EQ(Logged().size(), 1U);
+}
+
+// No two of its tokens are alike.
+class CountingRandom final : public RandomSource {
+public:
+    bool Fill(std::span<std::uint8_t> bytes) override {
+        const std::string digits = std::to_string(++fills_);
+        std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
+        std::copy_n(digits.begin(), std::min(digits.size(), bytes.size()), bytes.begin());
+        return true;
+    }
+    std::uint32_t TickCount() override { return 0; }
+
+private:
+    std::uint64_t fills_ = 0;
+};
+
+TEST(HeldMemoryTest, AShareLinkCosts300BytesAndItsPath) {
+    constexpr std::size_t kLinks = 20'000;
+    CountingRandom distinct;
+    ShareTable links(distinct, test::FakeSha256, test::TestWallSeconds);
+    const std::size_t before = test::LiveBytes();
+    for (std::size_t i = 0; i < kLinks; ++i) links.CreateShareLink(L"docs/a.txt", false);
+    const std::size_t held = test::LiveBytes() - before;
+    EXPECT_GT(held, kLinks * 64) << "they are not all there";
+    EXPECT_LE(held, kLinks * 300);
+
+    const std::wstring path(30'000, L'p');
+    const std::size_t before_long = test::LiveBytes();
+    for (int i = 0; i < 100; ++i) links.CreateShareLink(path, false);
+    EXPECT_LE(test::LiveBytes() - before_long, 100 * (path.size() * sizeof(wchar_t) + 300));
+
+    links.ClearShareLinks();
+    EXPECT_LE(test::LiveBytes() - before, kLinks * 32) << "more than the table's own room";
+}
+
+TEST(HeldMemoryTest, WrongPinsCost200BytesForEachAddressAndAreForgottenAfter15Minutes) {
+    constexpr std::size_t kAddresses = 5'000;
+    constexpr std::uint64_t kNow = 1'000'000;
+    BanTable bans;
+    const std::size_t before = test::LiveBytes();
+    const auto held = [&] { return test::LiveBytes() - before; };
+    const auto address = [](std::size_t i) {
+        return "2001:0db8:1111:2222:3333:4444:5555:" + std::to_string(10'000 + i);
+    };
+    for (std::size_t i = 0; i < kAddresses; ++i) bans.RecordFailure(address(i), kNow);
+    const std::size_t once = held();
+    EXPECT_GT(once, kAddresses * 64) << "they are not all there";
+    EXPECT_LE(once, kAddresses * 200);
+
+    // Further attempts, blocked ones among them, cost nothing.
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        bans.RecordFailure(address(7), kNow);
+        bans.IsBanned(address(7), kNow);
+    }
+    EXPECT_EQ(held(), once);
+
+    bans.IsBanned("192.0.2.1", kNow + kForgetSeconds + 1);
+    EXPECT_LE(held(), kAddresses * 32) << "more than the table's own room";
 }
 
 }  // namespace
