@@ -93,32 +93,6 @@ describe("a waiting connection", () => {
   }
 });
 
-describe("a body that drips", () => {
-  // One byte every two seconds, until the program closes. Returns after how many seconds it did.
-  async function drip(request) {
-    const socket = await openTls();
-    const start = Date.now();
-    const closed = collect(socket, 60_000);
-    socket.write(request);
-    const timer = setInterval(() => socket.write(" "), 2000);
-    await closed.finally(() => clearInterval(timer));
-    return (Date.now() - start) / 1000;
-  }
-
-  test("holds its thread for half a minute", { timeout: 90_000 }, async () => {
-    const headers = { "Content-Length": 1000 };
-    const entry = { cookie, headers };
-    const held = await Promise.all([
-      drip(buildRequest("POST", "/api/login", { headers })),
-      drip(buildRequest("POST", "/api/mkdir", entry)),
-      drip(buildRequest("POST", "/api/rmdir", entry)),
-      drip(buildRequest("POST", "/api/delete", entry)),
-    ]);
-    console.log(`# dripping bodies were cut after ${held.map((time) => time.toFixed(1))} s`);
-    for (const seconds of held) assert.ok(seconds > 25 && seconds < 45, `${seconds} s`);
-  });
-});
-
 describe("names in a body", () => {
   test("six names of 20 MB leave less than 10 MB", { timeout: 120_000 }, async () => {
     const before = await settled();
@@ -185,53 +159,5 @@ describe("an upload", () => {
     console.log(`# a header block of 32 MiB: ${peak} MiB`);
     assert.ok(peak <= (4 * sent) / kMebibyte, `${peak} MiB`);
     await assertReturnedTo(before, { megabytes: 20 });
-  });
-});
-
-describe("a client that takes its file slowly", () => {
-  test(
-    "gets it, at 5 KB a second for a minute and then as fast as it can",
-    {
-      timeout: 200_000,
-    },
-    async () => {
-      const bytes = Buffer.alloc(25_000_000, "0123456789abcdef");
-      folder.write("slow.bin", bytes);
-      const socket = await openTls();
-      socket.pause();
-      socket.write(buildRequest("GET", "/download?path=costs/slow.bin", { cookie }));
-      const received = [];
-      for (let second = 0; second < 70; second += 1) {
-        await delay(1000);
-        const piece = socket.read(5000);
-        if (piece) received.push(piece);
-      }
-      const slowly = Buffer.concat(received).length;
-      assert.ok(slowly > 200_000 && slowly < 400_000, `${slowly} bytes in the first minute`);
-      const end = collect(socket, 60_000);
-      socket.resume();
-      const rest = await end;
-      const reply = Buffer.concat([...received, rest]);
-      assert.ok(
-        reply.subarray(reply.indexOf("\r\n\r\n") + 4).equals(bytes),
-        `${reply.length} bytes`,
-      );
-    },
-  );
-
-  test("is cut when it takes nothing for half a minute", { timeout: 120_000 }, async () => {
-    folder.write("large.bin", Buffer.alloc(60_000_000, "l"));
-    const before = await settled();
-    const socket = await openTls();
-    socket.pause();
-    socket.write(buildRequest("GET", "/download?path=costs/large.bin", { cookie }));
-    const start = Date.now();
-    const threads = async () => (await program.resources()).threads;
-    await eventually(async () => (await threads()) > before.threads, "it is served");
-    await eventually(async () => (await threads()) <= before.threads, "it is cut", 60_000);
-    const seconds = (Date.now() - start) / 1000;
-    socket.destroy();
-    console.log(`# who takes nothing was cut after ${seconds.toFixed(1)} s`);
-    assert.ok(seconds > 25 && seconds < 50, `${seconds} s`);
   });
 });

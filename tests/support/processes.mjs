@@ -43,14 +43,16 @@ export function wineServerOf(prefix) {
   return found;
 }
 
-// What the program holds: handles, threads, open files, and resident memory in MiB.
+// What the program holds: handles, threads, open files, and resident memory in KiB and, rounded, in MiB.
 export function resourcesOf(program, wineServer) {
   const status = fs.readFileSync(`/proc/${program}/status`, "utf8");
+  const residentKilobytes = Number(/^VmRSS:\s+(\d+)/m.exec(status)[1]);
   return {
     handles: fs.readdirSync(`/proc/${wineServer}/fd`).length,
     threads: Number(/^Threads:\s+(\d+)/m.exec(status)[1]),
     files: fs.readdirSync(`/proc/${program}/fd`).length,
-    residentMegabytes: Math.round(Number(/^VmRSS:\s+(\d+)/m.exec(status)[1]) / 1024),
+    residentKilobytes,
+    residentMegabytes: Math.round(residentKilobytes / 1024),
   };
 }
 
