@@ -12,6 +12,7 @@
 ;   both       /LANG=1033|1031    English or German, whatever Windows' own language is
 ;   setup      /FIREWALL=yes|no   /DESKTOP=yes|no   without them: as last time, at first yes and no
 ;              /DOWNGRADE=yes     replaces a newer version without asking
+;              /D=FOLDER          counts for a first setup only: a copy that is there is replaced where it lies
 ;   uninstall  /SETTINGS=remove   removes settings and certificate too
 ;
 ; Exit codes: 0 done, 1 cancelled, 2 stopped (a newer version is installed, or the program could not be closed).
@@ -67,7 +68,9 @@ VIFileVersion "${VERSION_FOUR}"
 !define MUI_FINISHPAGE_NOREBOOTSUPPORT
 
 !insertmacro MUI_PAGE_LICENSE "${CONTENT}\LICENSE.txt"
+!define MUI_PAGE_CUSTOMFUNCTION_SHOW NameNextStep
 !insertmacro MUI_PAGE_COMPONENTS
+!define MUI_PAGE_CUSTOMFUNCTION_PRE SkipFolderOfOlderCopy
 !insertmacro MUI_PAGE_DIRECTORY
 !insertmacro MUI_PAGE_INSTFILES
 !insertmacro MUI_PAGE_FINISH
@@ -81,6 +84,8 @@ VIFileVersion "${VERSION_FOUR}"
 !insertmacro MUI_LANGUAGE "German"
 !insertmacro VersionTexts ${LANG_ENGLISH}
 !insertmacro VersionTexts ${LANG_GERMAN}
+
+Var InstalledFolder ; of the copy that this one replaces; empty at the first setup
 
 !include texts.nsh
 !include running_program.nsh
@@ -198,11 +203,31 @@ SectionEnd
     ${EndIf}
 !macroend
 
+; Without the page for the folder, installing is next.
+Function NameNextStep
+    ${If} $InstalledFolder != ""
+        GetDlgItem $0 $HWNDPARENT 1
+        SendMessage $0 ${WM_SETTEXT} 0 "STR:$(^InstallBtn)"
+    ${EndIf}
+FunctionEnd
+
+Function SkipFolderOfOlderCopy
+    ${If} $InstalledFolder != ""
+        Abort
+    ${EndIf}
+FunctionEnd
+
 Function .onInit
     SetRegView 64
     !insertmacro ChooseLanguage
     !insertmacro ChooseSection "FIREWALL" "FirewallRule" ${SectionFirewall}
     !insertmacro ChooseSection "DESKTOP" "DesktopShortcut" ${SectionDesktop}
+
+    ; In another folder there would be two programs, one of which nobody could uninstall.
+    ReadRegStr $InstalledFolder HKLM "${APPS_KEY}" "InstallLocation"
+    ${If} $InstalledFolder != ""
+        StrCpy $INSTDIR $InstalledFolder
+    ${EndIf}
 
     ReadRegStr $0 HKLM "${APPS_KEY}" "DisplayVersion"
     ${VersionCompare} "$0" "${VERSION}" $1

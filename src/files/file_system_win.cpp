@@ -19,8 +19,6 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 // One system call's worth; DWORD counts would allow little more.
 constexpr std::size_t kMaxTransferBytes = std::size_t{1} << 30;
 
-constexpr std::size_t kMaxPathCharacters = 32'767;
-
 std::uint64_t Join32(DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; }
 
 bool IsDirectoryAttribute(DWORD attributes) { return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0; }
@@ -112,7 +110,7 @@ public:
         // The system would end the path there.
         if (path.find(L'\0') != std::wstring::npos) return {};
         // Windows refuses longer ones; elsewhere each "./" in them costs a move of all the rest.
-        if (path.size() > kMaxPathCharacters) return {};
+        if (path.size() > kMaxPathLength) return {};
         wchar_t buffer[MAX_PATH] = {};
         const DWORD length =
             GetFullPathNameW(path.c_str(), static_cast<DWORD>(std::size(buffer)), buffer, nullptr);

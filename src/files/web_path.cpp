@@ -21,7 +21,6 @@ std::wstring ResolveWebPath(FileSystem& files, const std::wstring& web_root,
                             std::wstring relative) {
     relative = NormalizeRelPath(std::move(relative));
     if (relative.empty()) return web_root;
-    if (relative.size() > kMaxPathLength) return {};
     // Stricter than a test for ".." components, and meant to be: no separator is demanded after
     // the root below, so nothing may ever lead upwards.
     if (relative.find(L"..") != std::wstring::npos) return {};

@@ -57,6 +57,22 @@ test("program, installer and the uninstaller that it writes bear a valid signatu
   assert.ok(isGenuine(machine.host(`${programFolder}\\Harbinet.exe`)), "installed program");
 });
 
+test("a key without a password signs as well", () => {
+  const openssl = (...words) => execFileSync("openssl", words, { cwd: work, stdio: "pipe" });
+  openssl(
+    ...["pkcs12", "-export", "-inkey", "key.pem", "-in", "certificate.pem", "-out", "open.p12"],
+    ...["-passout", "pass:"],
+  );
+  const copy = path.join(work, "copy.exe");
+  copyFileSync(path.join(root, "build/release/Harbinet.exe"), copy);
+  assert.equal(isGenuine(copy), false);
+  const words = [path.join(work, "open.p12"), "/dev/null", "", copy];
+  execFileSync(path.join(root, "scripts/release/sign"), words, {
+    env: { ...process.env, SOURCE_DATE_EPOCH: String(Math.floor(Date.now() / 1000)) },
+  });
+  assert.ok(isGenuine(copy));
+});
+
 test("a flipped bit anywhere in the program or the installer breaks the signature", () => {
   for (const file of [program, setup]) {
     const bytes = readFileSync(file);

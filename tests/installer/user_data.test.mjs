@@ -118,6 +118,9 @@ test("the autostart entry of another copy stays", () => {
 
 test("it uninstalls from the folder that was chosen", () => {
   assert.equal(machine.run(setup, "/S", "/FIREWALL=no", "/D=C:\\Tools\\Harbinet"), 0);
+  // A second setup replaces it there, whatever it is told.
+  assert.equal(machine.run(setup, "/S", "/D=C:\\Elsewhere"), 0);
+  assert.equal(machine.exists("C:\\Elsewhere"), false);
   assert.ok(machine.exists("C:\\Tools\\Harbinet\\Harbinet.exe"));
   assert.equal(machine.run("C:\\Tools\\Harbinet\\uninstall.exe", "/S"), 0);
   assert.equal(machine.exists("C:\\Tools\\Harbinet"), false);

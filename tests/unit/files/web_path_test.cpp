@@ -79,12 +79,6 @@ private:
     const std::wstring candidate_;
 };
 
-TEST(WebPathTest, NothingLongerThanAnyPathIsAskedForWhateverItWouldComeTo) {
-    FixedFullPaths files(L"D:\\Share", L"D:\\Share\\a");
-    EXPECT_EQ(ResolveWebPath(files, L"D:\\Share", std::wstring(32'767, L'a')), L"D:\\Share\\a");
-    EXPECT_EQ(ResolveWebPath(files, L"D:\\Share", std::wstring(32'768, L'a')), L"");
-}
-
 TEST(WebPathTest, TheResultMustBeginWithTheRootWhateverItsCase) {
     const struct {
         const wchar_t* root;
