@@ -109,7 +109,7 @@ public:
     std::wstring FullPath(const std::wstring& path) override {
         // The system would end the path there.
         if (path.find(L'\0') != std::wstring::npos) return {};
-        // Windows refuses longer ones; elsewhere each "./" in them costs a move of all the rest.
+        // Windows refuses longer ones; elsewhere many "./" in them hold the thread for long.
         if (path.size() > kMaxPathLength) return {};
         wchar_t buffer[MAX_PATH] = {};
         const DWORD length =
