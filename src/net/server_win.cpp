@@ -55,6 +55,16 @@ void ReleaseUnusedStack() {
                  PAGE_READWRITE);
 }
 
+// For a line of the log, which is no reason to end the server.
+template <typename Function>
+void IfMemoryAllows(Function log) noexcept {
+    try {
+        log();
+    } catch (const std::bad_alloc&) {
+        // Without memory for the line there is none.
+    }
+}
+
 }  // namespace
 
 Server::Server(EventLog& log, ServerState& state, Callbacks callbacks, int port, SocketCalls& calls)
@@ -88,17 +98,11 @@ void Server::Run() {
     if (!failure) return;
     state_.is_running = false;
     state_.listening_port = 0;
-    LogNumber(L"ERROR   server failed to start (code ", static_cast<int>(*failure), L")");
+    IfMemoryAllows([&] {
+        log_.Log(L"ERROR   server failed to start (code " +
+                 std::to_wstring(static_cast<int>(*failure)) + L")");
+    });
     callbacks_.state_changed();
-}
-
-void Server::LogNumber(std::wstring_view before, int number,
-                       std::wstring_view after) const noexcept {
-    try {
-        log_.Log(std::wstring(before).append(std::to_wstring(number)).append(after));
-    } catch (const std::bad_alloc&) {
-        // Without memory for the line there is none.
-    }
 }
 
 std::optional<Server::StartFailure> Server::GetReady(WinsockOwner& winsock) const {
@@ -122,7 +126,8 @@ std::optional<Server::StartFailure> Server::Listen() {
     if (const auto failure = Prepare(*listening)) return failure;
     state_.is_running = true;
     state_.listening_port = port_;
-    LogNumber(L"SERVER  listening (HTTPS) on port ", port_);
+    IfMemoryAllows(
+        [&] { log_.Log(L"SERVER  listening (HTTPS) on port " + std::to_wstring(port_)); });
     callbacks_.state_changed();
 
     AcceptUntilStopped(*listening, winsock);

@@ -86,8 +86,6 @@ private:
     std::optional<StartFailure> Listen();
     // The steps before the socket. One that memory is missing for has failed.
     std::optional<StartFailure> GetReady(WinsockOwner& winsock) const;
-    void LogNumber(std::wstring_view before, int number,
-                   std::wstring_view after = {}) const noexcept;
     // Nothing when the socket listens.
     std::optional<StartFailure> Prepare(const Socket& listening) const;
     void AcceptUntilStopped(const Socket& listening, const WinsockOwner& winsock) const;

@@ -110,7 +110,14 @@ test("the test kit holds the released program, every room's test program and wha
   const rooms = ["app", "auth", "files", "files_shares", "files_zip", "http", "kit", "memory"];
   rooms.push("net", "routes", "ui", "web");
   const programs = [
-    ...["Harbinet", "harbinet_desktop", "run_kit", "start_limited", "window_probe"],
+    ...[
+      "Harbinet",
+      "busy_processor",
+      "harbinet_desktop",
+      "run_kit",
+      "start_limited",
+      "window_probe",
+    ],
     ...rooms.map((room) => `harbinet_${room}_tests`),
   ];
   const expected = programs.map((program) => `harbinet-test-kit/bin/${program}.exe`);
