@@ -2,6 +2,7 @@
 // less motion.
 
 import assert from "node:assert/strict";
+import fs from "node:fs";
 import { pick, select } from "./transfer_probe.mjs";
 import {
   kDesktop,
@@ -10,6 +11,7 @@ import {
   pageTest,
   kPhone,
   picked,
+  rootPath,
   rowOf,
   transfer,
   useWorld,
@@ -259,8 +261,26 @@ const kOdd = {
   [`z${"\u0351\u036b\u0343\u036a\u0302".repeat(10)}algo e\u0301.txt`]: "combining marks",
 };
 
+// Of all texts for a size these two are among the widest.
+const kWideSizes = { "disk.iso": 1073636966, "notes.pdf": 248115 };
+
+// Makes files of those sizes without writing as much.
+function makeWide(folder) {
+  for (const [name, size] of Object.entries(kWideSizes)) {
+    fs.writeFileSync(rootPath(folder, name), "");
+    fs.truncateSync(rootPath(folder, name), size);
+  }
+}
+
+function sizesShown(page) {
+  return page.locator("#rows .sizeCell").allTextContents();
+}
+
 for (const [device, context] of [
   ["at 360 px", kSmallPhone],
+  ["at 600 px", { viewport: { width: 600, height: 800 } }],
+  ["at 601 px", { viewport: { width: 601, height: 800 } }],
+  ["on a tablet held upright", { ...kPhone, viewport: { width: 768, height: 1024 } }],
   ["at twice the size", { viewport: { width: 640, height: 400 }, deviceScaleFactor: 2 }],
   ["on a desktop", kDesktop],
 ]) {
@@ -268,11 +288,14 @@ for (const [device, context] of [
     `the oddest names fit into the file manager ${device}`,
     { files: kOdd, context },
     async ({ page }) => {
+      makeWide("");
       await openFileManager(page);
       await waitForRows(
         page,
-        Object.keys(kOdd).map((name) => name.replace("/", "")),
+        [...Object.keys(kOdd), ...Object.keys(kWideSizes)].map((name) => name.replace("/", "")),
       );
+      const sizes = await sizesShown(page);
+      assert.ok(sizes.includes("1023.9 MB") && sizes.includes("242.3 KB"), sizes.join());
       assert.equal(
         await page.evaluate(() => document.documentElement.scrollWidth),
         context.viewport.width,
@@ -294,8 +317,10 @@ for (const [device, context] of [
       files: Object.fromEntries(Object.entries(kOdd).map(([name, text]) => [`S/${name}`, text])),
     },
     async ({ page }) => {
+      makeWide("S");
       await openSharedFolder(page, "S");
-      await page.locator("#rows tr").nth(3).waitFor();
+      const sizes = await sizesShown(page);
+      assert.ok(sizes.includes("1023.9 MB") && sizes.includes("242.3 KB"), sizes.join());
       assert.equal(
         await page.evaluate(() => document.documentElement.scrollWidth),
         context.viewport.width,
