@@ -98,8 +98,13 @@ function installPlainDialog() {
 export function installTransferDialog() {
   closeButton.addEventListener("click", hideTransfer);
   if (isModal) {
-    // The Escape key closes the dialog without asking this script first.
-    dialog.addEventListener("close", handleClosed);
+    // The Escape key closes the dialog without asking this script first. The event comes late: by then
+    // the dialog can be open again.
+    dialog.addEventListener("close", () => {
+      if (!dialog.open) {
+        handleClosed();
+      }
+    });
   } else {
     installPlainDialog();
   }

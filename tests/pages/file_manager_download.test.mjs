@@ -47,6 +47,24 @@ pageTest("one file is downloaded while the page stays", kClock, async ({ page })
   assert.equal(await page.title(), "Harbinet PRO - File Manager");
 });
 
+pageTest("a dialog that is closed and opened at once stays as it is", kClock, async ({ page }) => {
+  await openFileManager(page);
+  await page.route("**/download**", (route) => route.fulfill({ status: 204 }));
+  await rowOf(page, "a.txt").getByTitle("Download this file").click();
+  await page.evaluate(
+    () =>
+      new Promise((resolve) => {
+        const dialog = document.getElementById("xferModal");
+        dialog.addEventListener("close", () => queueMicrotask(resolve));
+        document.getElementById("xferClose").click();
+        document.querySelector("[aria-label='Download this file: b.txt']").click();
+      }),
+  );
+  assert.equal((await transfer(page)).detail, "b.txt");
+  assert.equal(await page.locator("#xferClose:focus").count(), 1);
+  await assertHidesAfter(page, 900);
+});
+
 pageTest("a file below a folder is asked for with its whole path", kView, async ({ page }) => {
   await openFileManager(page);
   await page.getByRole("link", { name: "Photos" }).click();
