@@ -104,8 +104,11 @@ function selectAll() {
   showSelection();
 }
 
-function requestDelete(name) {
-  return callFolder("/api/delete", jsonPost({ name }));
+// The selection is shown at once: during an upload no refresh does it.
+async function deleteNamed(name) {
+  await callFolder("/api/delete", jsonPost({ name }));
+  selection.delete(name);
+  showSelection();
 }
 
 async function deleteFile(name) {
@@ -113,8 +116,7 @@ async function deleteFile(name) {
     return;
   }
   try {
-    await requestDelete(name);
-    selection.delete(name);
+    await deleteNamed(name);
     await refresh();
   } catch (error) {
     alert(error.message || "Delete failed");
@@ -145,12 +147,11 @@ async function deleteOneOf(name, i, n) {
   const percentage = Math.round(((i + 1) / n) * 100);
   const text = `Deleting: ${i + 1}/${n}`;
   try {
-    await requestDelete(name);
+    await deleteNamed(name);
   } catch {
     updateTransfer(percentage, text, `FAILED: ${name}`);
     return false;
   }
-  selection.delete(name);
   updateTransfer(percentage, text, name);
   return true;
 }

@@ -17,6 +17,7 @@ import {
   picked,
   rootNames,
   rootPath,
+  rowOf,
   transfer,
   useWorld,
   waitForRows,
@@ -124,6 +125,38 @@ pageTest("during an upload the listing is not refreshed", kWatched, async ({ pag
   await page.clock.runFor(20000);
   await page.evaluate(() => fetch("/api/status"));
   assert.equal(listings, 0);
+});
+
+async function assertNothingSelected(page) {
+  assert.equal(await page.locator("#selInfo").textContent(), "0 selected");
+  assert.equal(await page.locator("#dlSelBtn").isDisabled(), true);
+  assert.equal(await page.locator("#delSelBtn").isDisabled(), true);
+}
+
+// Begins an upload that does not end, and closes its dialog.
+async function uploadBehind(page) {
+  await open(page);
+  await hold(page);
+  await pick(page, picked("one.txt"));
+  await upload(page);
+  await page.locator("#xferClose").click();
+}
+
+pageTest("during an upload a deleted file leaves the selection", kWatched, async ({ page }) => {
+  await uploadBehind(page);
+  await page.locator("#chkAll").check();
+  await rowOf(page, "a.txt").getByTitle("Delete").click();
+  await eventually(() => assertNothingSelected(page));
+  assert.deepEqual(rootNames("Shared"), []);
+});
+
+pageTest("during an upload a deleted selection is empty", kWatched, async ({ page }) => {
+  await uploadBehind(page);
+  await page.locator("#chkAll").check();
+  await page.locator("#delSelBtn").click();
+  await waitForTransfer(page, "Delete done.");
+  await assertNothingSelected(page);
+  assert.deepEqual(rootNames("Shared"), []);
 });
 
 pageTest("a drop uploads at once", kClock, async ({ page }) => {
