@@ -12,6 +12,7 @@ import {
   picked,
   requestsTo,
   rootPath,
+  rowNames,
   transfer,
   useWorld,
   waitForRows,
@@ -28,8 +29,13 @@ const kSlowMs = 65000;
 const kView = { files: { "S/a.txt": "alpha" }, clock: true, init: kWatchRequests };
 
 const kPages = [
-  ["the file manager", openFileManager, rootPath],
-  ["a shared folder", (page) => openSharedFolder(page, "S"), (name) => rootPath("S", name)],
+  ["the file manager", openFileManager, rootPath, ["S"]],
+  [
+    "a shared folder",
+    (page) => openSharedFolder(page, "S"),
+    (name) => rootPath("S", name),
+    ["a.txt"],
+  ],
 ];
 
 // Leaves the next request to `address` without an answer until the function that is given is called.
@@ -120,6 +126,30 @@ pageTest("a listing that takes less than 15 seconds is shown", kView, async ({ p
   await waitForRows(page, ["a.txt", "new.txt"]);
   assert.equal(requests.length, 1);
 });
+
+// What a page tells as soon as it is open, with listings whose bodies come late.
+function delayBodies() {
+  for (const read of ["text", "json"]) {
+    const readNow = Response.prototype[read];
+    Response.prototype[read] = async function readLate() {
+      await new Promise((resolve) => {
+        setTimeout(resolve, 1000);
+      });
+      return readNow.call(this);
+    };
+  }
+}
+
+for (const [name, open, , names] of kPages) {
+  pageTest(
+    `${name} counts as open to these tests when its rows are there`,
+    { files: kView.files, init: delayBodies },
+    async ({ page }) => {
+      await open(page);
+      assert.deepEqual(await rowNames(page), names);
+    },
+  );
+}
 
 for (const [name, open, stored] of kPages) {
   pageTest(

@@ -185,12 +185,17 @@ export function pageTest(name, settings, body) {
   });
 }
 
-// Opens the file manager and waits until its first listing is there.
-export async function openFileManager(page) {
-  const listed = page.waitForResponse((response) => response.url().includes("/api/list"));
-  await page.goto(`${world.program.origin}/`);
-  await listed;
-  await page.waitForFunction(() => document.getElementById("path").textContent === "/");
+// Opens a page and waits until its first listing is shown, or has failed: the markup without its rows knows nothing yet
+// of what is to be pressed.
+async function openListing(page, address) {
+  await page.goto(world.program.origin + address);
+  await page.waitForFunction(
+    () => document.getElementById("rows") && !document.body.classList.contains("loading"),
+  );
+}
+
+export function openFileManager(page) {
+  return openListing(page, "/");
 }
 
 export function requestsTo(page, part) {
@@ -218,10 +223,7 @@ export async function shareFolder(folder) {
 
 // Opens the page behind a link to `folder` without a session.
 export async function openSharedFolder(page, folder) {
-  const link = await shareFolder(folder);
-  const listed = page.waitForResponse((response) => response.url().includes("/api/list"));
-  await page.goto(world.program.origin + link);
-  await listed;
+  await openListing(page, await shareFolder(folder));
 }
 
 export function rowNames(page) {
