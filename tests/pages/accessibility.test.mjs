@@ -22,7 +22,7 @@ useWorld();
 
 const kAxe = fs.readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 
-// What the pages' own design decides, with its values: these colours and this level of the heading stay.
+// What the pages' own design decides, with its values: these colours, and on one page the level of the heading, stay.
 const kDesigned = {
   "color-contrast": [
     ["#uploadTitle", "#ffffff on #66b2ff"],
@@ -34,25 +34,31 @@ const kDesigned = {
     ["footer", "#aaaaaa on #ffffff"],
     ["footer", "#aaaaaa on #f7f7f7"],
   ],
-  "page-has-heading-one": [["html", "the heading of the login page is of the second level"]],
+};
+const kDesignedOn = {
+  ...Object.fromEntries(["file manager", "shared folder"].map((name) => [name, kDesigned])),
+  "login page": {
+    ...kDesigned,
+    "page-has-heading-one": [["html", "the heading is of the second level"]],
+  },
 };
 
-function isDesigned(rule, node) {
+function isDesigned(name, rule, node) {
   const [target] = node.target;
   const colours = node.any.find(({ id }) => id === "color-contrast")?.data;
-  return (kDesigned[rule] ?? []).some(([selector, value]) => {
+  return (kDesignedOn[name][rule] ?? []).some(([selector, value]) => {
     const isElement = target === selector || target.split(/[ >]+/).at(-1).startsWith(selector);
     return isElement && (!colours || value === `${colours.fgColor} on ${colours.bgColor}`);
   });
 }
 
-async function assertNoViolation(page) {
+async function assertNoViolation(page, name) {
   await page.evaluate(kAxe);
   const { violations, passes } = await page.evaluate(() => globalThis.axe.run());
   assert.ok(passes.length > 10, `${passes.length} rules passed`);
   const found = violations.flatMap(({ id, nodes }) =>
     nodes
-      .filter((node) => !isDesigned(id, node))
+      .filter((node) => !isDesigned(name, id, node))
       .map((node) => `${id}: ${node.target.join(" ")}: ${node.failureSummary}`),
   );
   assert.deepEqual(found, []);
@@ -167,9 +173,9 @@ for (const [name, state, files, session, open] of kStates) {
     { files, session, problems: /Failed to load resource/ },
     async ({ page }) => {
       await open(page);
-      await assertNoViolation(page);
+      await assertNoViolation(page, name);
       await page.setViewportSize(kPhone.viewport);
-      await assertNoViolation(page);
+      await assertNoViolation(page, name);
     },
   );
 }
@@ -189,6 +195,13 @@ async function tabTo(page, role, name) {
 async function use(page, role, name, key) {
   await tabTo(page, role, name);
   await page.keyboard.press(key);
+}
+
+// The names of the files that the page downloads from now on.
+function watchDownloads(page) {
+  const names = [];
+  page.on("download", (download) => names.push(download.suggestedFilename()));
+  return names;
 }
 
 function isHidden(page) {
@@ -224,11 +237,20 @@ pageTest(
     await page.keyboard.press("Escape");
     await isHidden(page);
 
+    await use(page, "button", "Create a direct link for this folder: S", "Enter");
+    await eventually(() => assert.match(dialogs.seen.at(-1).value, /\/d\/[0-9a-f]+$/));
+
     await use(page, "checkbox", "Select a.txt", " ");
     await use(page, "checkbox", "Select b.txt", " ");
     const zip = page.waitForEvent("download");
     await use(page, "button", "Download ZIP", "Enter");
     await (await zip).path();
+    await isHidden(page);
+    await use(page, "checkbox", "Select b.txt", " ");
+    await use(page, "checkbox", "Select all files", " ");
+    const both = watchDownloads(page);
+    await use(page, "button", "Download all", "Enter");
+    await eventually(() => assert.deepEqual(both.sort(), ["a.txt", "b.txt"]));
     await isHidden(page);
     await use(page, "button", "Delete all selected files permanently", "Enter");
     await waitForRows(page, ["Photos", "S"]);
@@ -255,6 +277,10 @@ pageTest(
     await use(page, "button", "Delete: a.txt", "Enter");
     await waitForRows(page, ["b.txt", "c.txt"]);
     await use(page, "checkbox", "Select all files", " ");
+    const both = watchDownloads(page);
+    await use(page, "button", "Download selected", "Enter");
+    await eventually(() => assert.deepEqual(both.sort(), ["b.txt", "c.txt"]));
+    await isHidden(page);
     await use(page, "button", "Delete selected", "Enter");
     await waitForRows(page, []);
     await isHidden(page);
