@@ -7,8 +7,8 @@ export function openLoginPage() {
 }
 
 // Gives the answer's object, nothing after a 401, and fails with the server's message otherwise.
-export async function callApi(address, options, ask = fetch) {
-  const response = await ask(address, options);
+export async function callApi(address, options) {
+  const response = await fetch(address, options);
   if (response.status === 401) {
     openLoginPage();
     return undefined;

@@ -13,7 +13,7 @@ import {
   installRowActions,
   listingHasCome,
 } from "./listing.js";
-import { fetchInTime } from "./patience.js";
+import { createAsking } from "./patience.js";
 import { isSuccess, parseJson } from "./request.js";
 import { shareItem } from "./share.js";
 import { keepStill } from "./still_rows.js";
@@ -37,6 +37,7 @@ let refreshShown = 0;
 let isEntering = false;
 
 const whenStill = keepStill(rows);
+const askAgain = createAsking();
 
 function pathOf(name) {
   return shownPath === "" ? name : `${shownPath}/${name}`;
@@ -87,7 +88,8 @@ async function refresh() {
   const path = currentPath;
   showPath(path);
   selectAll.checked = false;
-  const answer = await callApi(`/api/list?path=${encodeURIComponent(path)}`, {}, fetchInTime);
+  const address = `/api/list?path=${encodeURIComponent(path)}`;
+  const answer = await askAgain(path, (signal) => callApi(address, { signal }));
   if (answer === undefined) {
     return;
   }

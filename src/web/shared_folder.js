@@ -5,7 +5,7 @@ import { installDropZone } from "./drop_zone.js";
 import { clearPickedFiles, installFilePicker, pickedFiles } from "./file_label.js";
 import { addDownloadFrame } from "./hidden_frame.js";
 import { createFileRow, createListing, installRowActions, listingHasCome } from "./listing.js";
-import { fetchInTime } from "./patience.js";
+import { inTime } from "./patience.js";
 import { isSuccess, jsonPost, parseJson } from "./request.js";
 import { keepStill } from "./still_rows.js";
 import {
@@ -30,8 +30,8 @@ const selection = new Set();
 let isRefreshing = false;
 let isUploading = false;
 
-async function callFolder(address, options, ask = fetch) {
-  const response = await ask(base + address, options);
+async function callFolder(address, options) {
+  const response = await fetch(base + address, options);
   if (!response.ok) {
     throw new Error((await response.text()) || `HTTP ${response.status}`);
   }
@@ -76,7 +76,7 @@ async function refresh() {
   }
   isRefreshing = true;
   try {
-    const answer = await callFolder("/api/list", {}, fetchInTime);
+    const answer = await inTime((signal) => callFolder("/api/list", { signal }));
     whenStill(() => showItems(answer.items ?? []));
   } catch {
     // The next refresh tries again.

@@ -19,7 +19,16 @@ class Connection {
     this.program.on("drain", () => {
       if (!relay.held.has(this)) client.resume();
     });
-    this.program.pipe(client);
+    this.answered = 0;
+    this.program.on("data", (bytes) => {
+      this.answered += bytes.length;
+      const isTaken = client.write(bytes);
+      if (this.answered > relay.answerLimit || !isTaken) this.program.pause();
+    });
+    client.on("drain", () => {
+      if (this.answered <= relay.answerLimit) this.program.resume();
+    });
+    this.program.on("end", () => client.end());
     client.on("end", () => this.program.end());
     for (const socket of [client, this.program]) {
       socket.on("error", () => this.cut());
@@ -36,6 +45,8 @@ class Connection {
 class Relay {
   constructor(port) {
     this.limit = Infinity;
+    // Each connection over which so many bytes have come from the program stands still from there on.
+    this.answerLimit = Infinity;
     this.held = new Set();
     this.connections = new Set();
     this.server = net.createServer((client) => {
