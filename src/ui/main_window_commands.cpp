@@ -165,7 +165,8 @@ void MainWindow::ShowTrayMenu() {
     UniqueMenu menu = MakeTrayMenu(services_.server.IsRunning());
     POINT cursor = {};
     GetCursorPos(&cursor);
-    // Without the foreground, and without the null message after it, the menu would not close.
+    // Without the foreground a click elsewhere would not close the menu; without the null message
+    // after it, the next menu would close at once.
     SetForegroundWindow(Handle());
     const int command =
         TrackPopupMenu(menu.Get(), TPM_RETURNCMD | TPM_RIGHTBUTTON | TPM_BOTTOMALIGN, cursor.x,
