@@ -122,6 +122,11 @@ class Visitor {
     return this.dialogs.at(-1);
   }
 
+  // What the pages wrote to the console as errors, or threw.
+  async heard() {
+    return this.problems;
+  }
+
   async forgetSession() {
     const cookies = await this.context.cookies();
     await this.context.deleteCookie(...cookies);

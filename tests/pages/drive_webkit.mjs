@@ -65,16 +65,36 @@ async function startDriver(folder) {
   };
 }
 
+// WebDriver gives no console, and nothing runs in a page before its own scripts do: what they throw while the page loads
+// is not heard, unless it leaves the page without its function. What was heard outlives the page.
+function listenToPage() {
+  if (globalThis.isListenedTo) return;
+  globalThis.isListenedTo = true;
+  const note = (text) => {
+    // The page around a frame has lost what its script works on.
+    if (globalThis.isEmptied) return;
+    const heard = JSON.parse(sessionStorage.getItem("heard") ?? "[]");
+    sessionStorage.setItem("heard", JSON.stringify([...heard, text]));
+  };
+  addEventListener("error", ({ message }) => note(message));
+  addEventListener("unhandledrejection", ({ reason }) => note(String(reason)));
+  const { error: write } = console;
+  console.error = (...values) => {
+    note(values.join(" "));
+    write.apply(console, values);
+  };
+}
+
 class Visitor {
   constructor(service, driver, hasTouch) {
     this.service = service;
     this.driver = driver;
     this.hasTouch = hasTouch;
-    this.problems = [];
   }
 
-  open(address) {
-    return this.driver.get(address);
+  async open(address) {
+    await this.driver.get(address);
+    await this.listen();
   }
 
   // The browser's own window cannot be as narrow as a phone: there the page goes on in a frame of that size, whose
@@ -87,12 +107,14 @@ class Visitor {
       `const frame = document.createElement("iframe");
        frame.style.cssText = "border: 0; width: ${width}px; height: ${height}px";
        frame.src = arguments[0];
+       globalThis.isEmptied = true;
        document.documentElement.replaceChildren(frame);
        return new Promise((resolve) => { frame.onload = resolve; });`,
       address,
     );
     this.frame = await this.driver.findElement(By.css("iframe"));
     await this.driver.switchTo().frame(this.frame);
+    await this.listen();
   }
 
   async visible(selector) {
@@ -150,7 +172,18 @@ class Visitor {
   }
 
   evaluate(script, ...values) {
-    return this.driver.executeScript(`return (${script})(...arguments)`, ...values);
+    return this.driver.executeScript(
+      `(${listenToPage})(); return (${script})(...arguments)`,
+      ...values,
+    );
+  }
+
+  listen() {
+    return this.evaluate(() => {});
+  }
+
+  heard() {
+    return this.evaluate(() => JSON.parse(sessionStorage.getItem("heard") ?? "[]"));
   }
 
   async dialogOf(act) {

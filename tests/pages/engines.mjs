@@ -6,6 +6,7 @@ import fs from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { test } from "node:test";
+import { consoleTests } from "./console_journeys.mjs";
 import { ids } from "../support/harbinet.mjs";
 import { openPuppeteer } from "./drive_puppeteer.mjs";
 import { openWebKit } from "./drive_webkit.mjs";
@@ -272,13 +273,6 @@ function endingTests(name) {
     await restartProgram();
     await logInByHand();
   });
-
-  test(`${name} wrote nothing unexpected to its console`, () => {
-    assert.deepEqual(
-      scene.visitor.problems.filter((text) => !/Failed to load resource/.test(text)),
-      [],
-    );
-  });
 }
 
 export function journeysIn(name) {
@@ -304,4 +298,5 @@ export function journeysIn(name) {
   phoneTests(name);
   touchTests(name);
   endingTests(name);
+  consoleTests(name);
 }

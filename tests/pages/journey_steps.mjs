@@ -6,8 +6,9 @@ import path from "node:path";
 import { world } from "./world.mjs";
 import { eventually } from "./visitor_checks.mjs";
 
-// The engine of this run, a folder for its files, and the browser that goes through most of the journeys.
-export const scene = { engine: null, folder: null, visitor: null };
+// The engine of this run, a folder for its files, the browser that goes through most of the journeys, and what the others
+// heard of their pages.
+export const scene = { engine: null, folder: null, visitor: null, heard: [] };
 
 export function makeFiles(...names) {
   return names.map((name) => {
@@ -78,6 +79,7 @@ export async function withGuest(settings, body) {
   const guest = await scene.engine.visit(settings);
   try {
     await body(guest);
+    scene.heard.push(...(await guest.heard()));
   } finally {
     await guest.close();
   }
