@@ -99,12 +99,11 @@ std::vector<int> OuterSize(HWND window) {
     return {place.right - place.left, place.bottom - place.top};
 }
 
-COLORREF ScreenColour(HWND window, int x, int y) {
-    POINT point = {x, y};
-    ClientToScreen(window, &point);
-    const HDC screen = GetDC(nullptr);
-    const COLORREF colour = GetPixel(screen, point.x, point.y);
-    ReleaseDC(nullptr, screen);
+// Of the window itself, not of the screen: that is scaled, and other windows may cover this one.
+COLORREF ColourAt(HWND window, int x, int y) {
+    const HDC content = GetDC(window);
+    const COLORREF colour = GetPixel(content, x, y);
+    ReleaseDC(window, content);
     return colour;
 }
 
@@ -243,21 +242,21 @@ TEST_F(MainWindowTest, TheStateBarIsGreenWhileTheServerRunsAndRedWhileNot) {
     ShowPanel(true);
     SetForegroundWindow(Window());
     const auto bar_is = [](COLORREF colour) {
-        return WaitUntil([=] { return ScreenColour(Window(), 20, 60) == colour; });
+        return WaitUntil([=] { return ColourAt(Window(), 20, 60) == colour; });
     };
     ASSERT_TRUE(program_->WaitUntilListening());
-    EXPECT_TRUE(bar_is(RGB(152, 220, 170))) << std::hex << ScreenColour(Window(), 20, 60);
+    EXPECT_TRUE(bar_is(RGB(152, 220, 170))) << std::hex << ColourAt(Window(), 20, 60);
     program_->Command(kServerButton);
-    EXPECT_TRUE(bar_is(RGB(240, 170, 170))) << std::hex << ScreenColour(Window(), 20, 60);
+    EXPECT_TRUE(bar_is(RGB(240, 170, 170))) << std::hex << ColourAt(Window(), 20, 60);
     program_->Command(kServerButton);
-    EXPECT_TRUE(bar_is(RGB(152, 220, 170))) << std::hex << ScreenColour(Window(), 20, 60);
+    EXPECT_TRUE(bar_is(RGB(152, 220, 170))) << std::hex << ColourAt(Window(), 20, 60);
     ASSERT_TRUE(program_->WaitUntilListening());
 }
 
 TEST_F(MainWindowTest, TheFramesAreGrey) {
     ShowPanel(true);
     const auto is_grey = [](int x, int y) {
-        return WaitUntil([=] { return ScreenColour(Window(), x, y) == RGB(200, 200, 200); });
+        return WaitUntil([=] { return ColourAt(Window(), x, y) == RGB(200, 200, 200); });
     };
     EXPECT_TRUE(is_grey(12, 60));    // state bar, left
     EXPECT_TRUE(is_grey(31, 60));    // state bar, right

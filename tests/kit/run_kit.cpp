@@ -13,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/administrator_win.h"
@@ -69,13 +70,22 @@ std::vector<TestProgram> FindPrograms(const fs::path& bin, bool with_admin) {
     return programs;
 }
 
-// What a program that was stopped leaves in Explorer.
-void ReleaseDrives() {
-    const std::wstring target = L"\\??\\" + ProgramPlaces().data_folder + L"\\files";
+// Where the program's and the tests' drives lead to.
+bool IsTestsTarget(std::wstring_view target) {
+    wchar_t temporary[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, temporary);
+    const std::wstring scratch = std::wstring(L"\\??\\") + temporary + L"harbinet-desktop-tests";
+    return target == L"\\??\\" + ProgramPlaces().data_folder + L"\\files" ||
+           target == L"\\??\\C:\\windows" || target.starts_with(scratch);
+}
+
+// What a program that was stopped leaves in Explorer. `drives` are those from before.
+void ReleaseDrivesBut(DWORD drives) {
     for (wchar_t letter = L'A'; letter <= L'Z'; ++letter) {
         const wchar_t drive[] = {letter, L':', L'\0'};
         wchar_t present[1024] = {};
-        if (QueryDosDeviceW(drive, present, 1024) != 0 && target == present) {
+        if ((drives >> (letter - L'A') & 1U) == 0 && QueryDosDeviceW(drive, present, 1024) != 0 &&
+            IsTestsTarget(present)) {
             DefineDosDeviceW(DDD_RAW_TARGET_PATH | DDD_REMOVE_DEFINITION, drive, present);
         }
     }
@@ -128,7 +138,7 @@ public:
         const TestRun run = RunTestProcess(
             program.command_line + L" " + Quoted(L"--gtest_output=xml:" + xml.wstring()),
             results_ / (program.name + L".log"), InterruptionEvent(), kProgramLimitMilliseconds);
-        ReleaseDrives();
+        ReleaseDrivesBut(drives_);
         if (run.end == TestEnd::kStopped) return;
         std::ifstream file(xml, std::ios::binary);
         const TestReport report =
@@ -150,7 +160,7 @@ public:
     // Counts as one test, which passes when the command ends with 0.
     void RunCommand(const std::wstring& command_line) {
         const TestRun run = RunTestProcess(command_line, {}, InterruptionEvent(), INFINITE);
-        ReleaseDrives();
+        ReleaseDrivesBut(drives_);
         if (run.end == TestEnd::kEnded && run.exit_code == 0) {
             ++passed_;
         } else {
@@ -176,6 +186,7 @@ private:
         }
     }
 
+    const DWORD drives_ = GetLogicalDrives();  // before any test
     const fs::path results_;
     std::ofstream summary_;
     int passed_ = 0;
@@ -214,6 +225,8 @@ bool PutAside(Kit& kit, KeptSettings& settings) {
 
 struct Options {
     bool admin = false;
+    bool wait = false;          // for a key, in the end
+    bool runs_command = false;  // the rest of the command line
     std::vector<std::wstring> names;
 };
 
@@ -243,12 +256,13 @@ void RunAll(Kit& kit, const fs::path& bin, const Options& options) {
     if (!settings.Restore({})) kit.Fail(kNotRestored);
 }
 
-// Started by a double click: the window would close with the last line. Waits for a key.
-void KeepWindowOpen() {
+// After a double click the window would close with the last line.
+void KeepWindowOpen(const Options& options) {
     DWORD mode = 0;
     DWORD processes[3];
-    if (GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) &&
+    if (options.wait && GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) &&
         GetConsoleProcessList(processes, 3) <= 2 && !IsInterrupted()) {
+        std::puts("Press any key to close this window.");
         _getch();
     }
 }
@@ -259,10 +273,14 @@ void KeepWindowOpen() {
 int wmain(int argc, wchar_t** argv) {
     using namespace harbinet::kit;
     Options options;
-    for (int i = 1; i < argc; ++i) {
+    for (int i = 1; i < argc && !options.runs_command; ++i) {
         const std::wstring argument = argv[i];
         if (argument == L"/admin") {
             options.admin = true;
+        } else if (argument == L"/wait") {
+            options.wait = true;
+        } else if (argument == L"/run") {
+            options.runs_command = true;
         } else {
             options.names.push_back(argument);
         }
@@ -270,7 +288,7 @@ int wmain(int argc, wchar_t** argv) {
     const harbinet::UniqueKernelHandle mutex(CreateMutexW(nullptr, FALSE, kKitMutex));
     if (!mutex || GetLastError() == ERROR_ALREADY_EXISTS) {
         std::puts("FAILED: the tests are running already\n0 passed, 1 failed");
-        KeepWindowOpen();
+        KeepWindowOpen(options);
         return 1;
     }
     const std::filesystem::path bin =
@@ -279,7 +297,7 @@ int wmain(int argc, wchar_t** argv) {
     bool good = false;
     {
         Kit kit(bin.parent_path());
-        if (argc > 2 && std::wcscmp(argv[1], L"/run") == 0) {
+        if (options.runs_command) {
             RunCommand(kit);
         } else {
             RunAll(kit, bin, options);
@@ -287,6 +305,6 @@ int wmain(int argc, wchar_t** argv) {
         good = kit.Finish();
     }
     TellFinished();
-    KeepWindowOpen();
+    KeepWindowOpen(options);
     return good ? 0 : 1;
 }
