@@ -49,10 +49,14 @@ struct TcpInfo {
 
 bool SocketCalls::StartUp() {
     WSADATA data;
+    const MutexLock lock(start_up_mutex_);
     return WSAStartup(MAKEWORD(2, 2), &data) == 0;
 }
 
-void SocketCalls::CleanUp() { WSACleanup(); }
+void SocketCalls::CleanUp() {
+    const MutexLock lock(start_up_mutex_);
+    WSACleanup();
+}
 
 SOCKET SocketCalls::OpenTcp(int family) { return socket(family, SOCK_STREAM, IPPROTO_TCP); }
 

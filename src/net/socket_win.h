@@ -14,6 +14,8 @@
 #include <string_view>
 #include <utility>
 
+#include "app/mutex.h"
+
 namespace harbinet {
 
 // The system's socket calls, with its own results and last errors. A test derives from it to count
@@ -46,6 +48,12 @@ public:
     // Ends every call that waits on the socket, whatever thread made it. Errors are ignored.
     virtual void CancelWaiting(SOCKET socket);
     virtual int Close(SOCKET socket);
+
+private:
+    // A new server starts Winsock up while the last connection of the one before cleans up. Not
+    // every implementation counts that right by itself, and a count that is too low ends every
+    // socket.
+    Mutex start_up_mutex_;
 };
 
 // Lives as long as the process.
