@@ -27,6 +27,7 @@
 #include "net/address_query_win.h"
 #include "net/addresses.h"
 #include "net/certificate.h"
+#include "net/openssl_heap_win.h"
 #include "net/server_win.h"
 #include "net/tls_context.h"
 #include "routes.h"
@@ -265,6 +266,7 @@ int RunApplication(HINSTANCE instance, const wchar_t* command_line, int show_sta
     _set_error_mode(_OUT_TO_STDERR);
     PrepareThreadForExceptions();
     KeepMemoryReserve();
+    GiveOpenSslItsOwnHeap();
     const SingleInstance single_instance = EnterSingleInstance();
     if (!single_instance.is_first) {
         ShowAlreadyRunning();

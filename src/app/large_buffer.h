@@ -1,10 +1,13 @@
-// Buffers for the bodies that connections carry. A large one is memory of its own that goes back to
-// the system with its connection, where the heap would keep what a busy hour took. Thread-safe.
+// Buffers for what comes and goes in large blocks: the bodies that connections carry, the log
+// window's text. A large one is memory of its own that goes back to the system at once. The heap
+// would keep what a busy hour took, and grow with each block that fits into none of the gaps
+// between the small ones that stay. Thread-safe.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <new>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -16,7 +19,7 @@ void* AllocatePages(std::size_t bytes);
 void FreePages(void* memory) noexcept;
 
 // Below this a block comes from the heap.
-inline constexpr std::size_t kLargeBufferBytes = 64 * 1024;
+inline constexpr std::size_t kLargeBufferBytes = 16 * 1024;
 
 template <typename T>
 class LargeBufferAllocator {
@@ -57,6 +60,9 @@ public:
 
 // Its new bytes are undefined until they are written.
 using LargeBuffer = std::vector<char, LargeBufferAllocator<char>>;
+
+using LargeText =
+    std::basic_string<wchar_t, std::char_traits<wchar_t>, LargeBufferAllocator<wchar_t>>;
 
 inline void Append(LargeBuffer& buffer, std::string_view bytes) {
     const std::size_t size = buffer.size();

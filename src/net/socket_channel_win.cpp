@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 #include <utility>
 
 namespace harbinet {
@@ -133,11 +132,8 @@ void SocketChannel::PrepareSend(std::size_t count) {
 
 void SocketChannel::DrainBriefly() {
     LimitReceiving(limits_.drain, limits_.drain);
-    // Ends the connection also when memory is short, only with more calls.
-    std::array<char, 256> few;
-    const std::unique_ptr<char[]> many(new (std::nothrow) char[kDrainBufferBytes]);
-    const std::span<char> dropped =
-        many ? std::span<char>(many.get(), kDrainBufferBytes) : std::span<char>(few);
+    // On the stack: ends the connection also when memory is short.
+    std::array<char, kDrainBufferBytes> dropped;
     std::size_t total = 0;
     while (total < kDrainBytes) {
         const Result result = Receive(dropped);

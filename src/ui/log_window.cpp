@@ -147,7 +147,7 @@ bool LogWindow::FillLater() {
 bool LogWindow::Fill() {
     if (!text_box_) return false;
     const ULONGLONG start = GetTickCount64();
-    std::wstring text = LogText(Log().Snapshot());
+    LargeText text = LogText(Log().Snapshot());
     SetWindowTextW(text_box_, text.c_str());
     ScrollToNewestLine();
     // At once: while lines come without a pause, painting has no turn of its own.

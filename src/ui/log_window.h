@@ -4,8 +4,7 @@
 
 #include <windows.h>
 
-#include <string>
-
+#include "app/large_buffer.h"
 #include "ui/appearance.h"
 #include "ui/pending_notice.h"
 #include "ui/window.h"
@@ -50,7 +49,7 @@ private:
     HWND clear_button_ = nullptr;
     HWND text_box_ = nullptr;
     PendingNotice update_;
-    std::wstring shown_;
+    LargeText shown_;
     UINT fill_milliseconds_ = 0;  // how long the last fill took
     int fills_in_a_row_ = 0;      // the last ones during which another line came
 };

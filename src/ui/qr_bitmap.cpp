@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <vector>
 
 #include "app/encoding.h"
 #include "app/ui_thread.h"
@@ -17,7 +16,7 @@ struct QrCodeDeleter {
     void operator()(QRcode* code) const { QRcode_free(code); }
 };
 
-UniqueBitmap MakeBitmap(const std::vector<std::uint32_t>& pixels, int side) {
+UniqueBitmap MakeBitmap(const QrPixelRows& pixels, int side) {
     BITMAPINFO info = {};
     info.bmiHeader.biSize = sizeof info.bmiHeader;
     info.bmiHeader.biWidth = side;

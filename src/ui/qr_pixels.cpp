@@ -6,13 +6,13 @@ namespace harbinet {
 
 int QrSide(int modules) { return (modules + 2 * kQrQuietModules) * kQrModulePixels; }
 
-std::vector<std::uint32_t> QrPixels(std::span<const unsigned char> matrix, int modules) {
+QrPixelRows QrPixels(std::span<const unsigned char> matrix, int modules) {
     const int side = QrSide(modules);
     const auto width = static_cast<std::size_t>(modules);
     const auto module_at = [](int pixel) { return pixel / kQrModulePixels - kQrQuietModules; };
     const auto inside = [modules](int module) { return module >= 0 && module < modules; };
 
-    std::vector<std::uint32_t> pixels;
+    QrPixelRows pixels;
     pixels.reserve(static_cast<std::size_t>(side) * static_cast<std::size_t>(side));
     for (int y = 0; y < side; ++y) {
         const int row = module_at(y);

@@ -134,8 +134,11 @@ std::wstring OnlyDigits(std::wstring_view text) {
     return digits;
 }
 
-std::wstring LogText(const std::vector<std::wstring>& lines) {
-    std::wstring text;
+LargeText LogText(const std::vector<std::wstring>& lines) {
+    std::size_t length = 0;
+    for (const std::wstring& line : lines) length += line.size() + kLineEnd.size();
+    LargeText text;
+    text.reserve(length);
     for (const std::wstring& line : lines) {
         text += line;
         text += kLineEnd;

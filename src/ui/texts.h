@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "app/large_buffer.h"
+
 namespace harbinet {
 
 inline constexpr const wchar_t* kMainWindowTitle = L"HTTPS Harbinet PRO";
@@ -60,7 +62,7 @@ std::wstring OnlyDigits(std::wstring_view text);
 
 // The log window's text: the lines, oldest first, each ended by CR LF. A zero character, which
 // would end the text in a window, is shown as a blank.
-std::wstring LogText(const std::vector<std::wstring>& lines);
+LargeText LogText(const std::vector<std::wstring>& lines);
 
 // What Windows runs at log-on.
 std::wstring AutostartCommand(std::wstring_view executable);

@@ -1,6 +1,7 @@
 // What requests of a stranger or of a session's holder take from the heap, and what happens when it
 // gives no more.
 #include "auth/ban_table.h"
+#include "auth/credentials.h"
 #include "failing_memory.h"
 #include "files/shares/share_fixture.h"
 #include "files/zip/zip_download.h"
@@ -133,6 +134,17 @@ public:
 private:
     std::uint64_t fills_ = 0;
 };
+
+TEST(HeldMemoryTest, ALoginCosts200Bytes) {
+    constexpr std::size_t kLogins = 20'000;
+    CountingRandom distinct;
+    Credentials credentials(distinct, test::TestWallSeconds);
+    const std::size_t before = test::LiveBytes();
+    for (std::size_t i = 0; i < kLogins; ++i) credentials.CreateSession();
+    const std::size_t held = test::LiveBytes() - before;
+    EXPECT_GT(held, kLogins * 32) << "they are not all there";
+    EXPECT_LE(held, kLogins * 200);
+}
 
 TEST(HeldMemoryTest, AShareLinkCosts300BytesAndItsPath) {
     constexpr std::size_t kLinks = 20'000;

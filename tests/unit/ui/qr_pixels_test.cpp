@@ -10,7 +10,7 @@ namespace {
 constexpr std::uint32_t kBlack = 0xFF000000;
 constexpr std::uint32_t kWhite = 0xFFFFFFFF;
 
-std::uint32_t PixelAt(const std::vector<std::uint32_t>& pixels, int side, int x, int y) {
+std::uint32_t PixelAt(const QrPixelRows& pixels, int side, int x, int y) {
     return pixels.at(static_cast<std::size_t>(y * side + x));
 }
 
@@ -22,7 +22,7 @@ TEST(QrPixelsTest, ASideIsFourPixelsAModuleAndThirtyTwoMore) {
 
 TEST(QrPixelsTest, AModuleIsFourByFourPixelsInsideTheQuietZone) {
     const unsigned char matrix[] = {1};
-    const std::vector<std::uint32_t> pixels = QrPixels(matrix, 1);
+    const QrPixelRows pixels = QrPixels(matrix, 1);
     ASSERT_EQ(pixels.size(), 36U * 36U);
     for (int y = 0; y < 36; ++y) {
         for (int x = 0; x < 36; ++x) {
@@ -34,7 +34,7 @@ TEST(QrPixelsTest, AModuleIsFourByFourPixelsInsideTheQuietZone) {
 
 TEST(QrPixelsTest, RowsOfTheMatrixAreRowsOfThePicture) {
     const unsigned char matrix[] = {0, 1, 0, 0, 0, 0, 1, 0, 0};
-    const std::vector<std::uint32_t> pixels = QrPixels(matrix, 3);
+    const QrPixelRows pixels = QrPixels(matrix, 3);
     EXPECT_EQ(PixelAt(pixels, 44, 20, 16), kBlack);  // second of the first row
     EXPECT_EQ(PixelAt(pixels, 44, 19, 16), kWhite);
     EXPECT_EQ(PixelAt(pixels, 44, 24, 16), kWhite);
@@ -46,7 +46,7 @@ TEST(QrPixelsTest, RowsOfTheMatrixAreRowsOfThePicture) {
 
 TEST(QrPixelsTest, OnlyTheLowestBitSaysDark) {
     const unsigned char matrix[] = {0xFE, 0x81, 0x02, 0x03};
-    const std::vector<std::uint32_t> pixels = QrPixels(matrix, 2);
+    const QrPixelRows pixels = QrPixels(matrix, 2);
     EXPECT_EQ(PixelAt(pixels, 40, 16, 16), kWhite);
     EXPECT_EQ(PixelAt(pixels, 40, 20, 16), kBlack);
     EXPECT_EQ(PixelAt(pixels, 40, 16, 20), kWhite);
