@@ -2,7 +2,11 @@
 // program. They wait at the same time, so one that is cut is known by its own connection and its own line in the log. What
 // says nothing, or never ends its head, waits in tests/wire/hostile.test.mjs.
 import assert from "node:assert/strict";
+import { execFile } from "node:child_process";
+import { createHash } from "node:crypto";
 import { describe, test } from "node:test";
+import { fileURLToPath } from "node:url";
+import { promisify } from "node:util";
 
 import {
   assertLogged,
@@ -14,6 +18,7 @@ import {
   login,
   openTls,
   parseReply,
+  program,
 } from "../support/client.mjs";
 
 const cookie = await login();
@@ -57,6 +62,7 @@ const kRows = [
   { path: "/api/delete_many", silent: 60, drips: 120 },
   { path: "/api/zip", silent: 60, drips: 120 },
 ];
+const kSlowReader = fileURLToPath(new URL("slow_reader.py", import.meta.url));
 const kLate = 15; // seconds, on a machine that is busy
 
 function assertHeld(seconds, limit) {
@@ -116,6 +122,19 @@ describe("a thread is held", { concurrency: 32 }, () => {
     socket.resume();
     const reply = parseReply(Buffer.concat([...received, await end]));
     assert.ok(reply.body.equals(folder.read("slow.bin")), `${reply.bytes.length} bytes`);
+  });
+
+  test("by a download at 600 bytes a second, at the end of a narrow line", async () => {
+    const target = "/download?path=costs-time/slow.bin";
+    const args = [kSlowReader, `${program.port}`, cookie, target, "600", "100"];
+    const { stdout } = await promisify(execFile)("python3", args);
+    const { slowly, body, sha256 } = JSON.parse(stdout);
+    console.log(`# ${slowly} bytes in 100 s`);
+    // Whole records, of 60,000 bytes.
+    assert.ok(slowly > 30_000 && slowly <= 60_000, `${slowly} bytes in the slow time`);
+    const file = folder.read("slow.bin");
+    assert.equal(body, file.length);
+    assert.equal(sha256, createHash("sha256").update(file).digest("hex"));
   });
 
   test("30 s by a download of which nothing is taken", async () => {
