@@ -91,7 +91,7 @@ async function countServerRequests(log, request) {
 function systemCalls(trace, start) {
   const calls = [];
   for (const line of trace.split("\n")) {
-    const match = /^(\d+) (\d+\.\d+) ([a-z0-9_]+)\((.*)$/.exec(line);
+    const match = /^(\d+) +(\d+\.\d+) ([a-z0-9_]+)\((.*)$/.exec(line);
     if (match === null || Number(match[2]) < start) continue;
     const [, thread, , name, rest] = match;
     calls.push({ thread, name, isTimeZone: rest.includes("/etc/localtime") });
