@@ -76,6 +76,19 @@ export function keepBusy(cores) {
   return () => loops.forEach((one) => one.kill());
 }
 
+// How many times as long as its processor time a piece of work takes at the moment: 1 when nobody else wants a processor.
+export function slowdown() {
+  const kMicroseconds = 100_000;
+  const start = performance.now();
+  const begun = process.cpuUsage();
+  let spent = 0;
+  while (spent < kMicroseconds) {
+    const { user, system } = process.cpuUsage(begun);
+    spent = user + system;
+  }
+  return Math.max(1, ((performance.now() - start) * 1000) / spent);
+}
+
 // What the program holds once the connections that just ended are gone.
 export async function settled() {
   const kQuietPeriods = 3;
