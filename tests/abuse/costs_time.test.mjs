@@ -130,7 +130,7 @@ describe("a thread is held", { concurrency: 32 }, () => {
     const { stdout } = await promisify(execFile)("python3", args);
     const { slowly, body, sha256 } = JSON.parse(stdout);
     console.log(`# ${slowly} bytes in 100 s`);
-    // Whole records, of 60,000 bytes.
+    // Of 60,000 bytes those that are whole records.
     assert.ok(slowly > 30_000 && slowly <= 60_000, `${slowly} bytes in the slow time`);
     const file = folder.read("slow.bin");
     assert.equal(body, file.length);
