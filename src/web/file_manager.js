@@ -36,7 +36,7 @@ let refreshShown = 0;
 // True from a click that leads into another folder until that folder is shown.
 let isEntering = false;
 
-const whenStill = keepStill(rows);
+const whenStill = keepStill(document.querySelector("main"));
 const askAgain = createAsking();
 
 function pathOf(name) {

@@ -57,7 +57,7 @@ function rowOf(item) {
 }
 
 const listing = createListing(rows, rowOf, showSelection);
-const whenStill = keepStill(rows);
+const whenStill = keepStill(document.querySelector("main"));
 
 function showItems(items) {
   const names = new Set(items.map((item) => item.name));

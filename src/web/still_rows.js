@@ -1,11 +1,13 @@
-// A click is lost when the row that it began on moves away before it ends. So while a pointer is
-// pressed on the rows, what would change them waits: until it is let go, or for the next change.
+// A click is lost when what it began on moves away before it ends: a row, or a button that stands below
+// the rows. So while a pointer is pressed, what would change the rows waits: until it is let go, or for
+// the next change.
 
 // On touch screens the click comes some time after the finger has left.
 const kClickMs = 350;
 
-// Gives whenStill(change): calls change() at once, or as soon as no pointer is pressed on the body.
-export function keepStill(body) {
+// Gives whenStill(change): calls change() at once, or as soon as no pointer is pressed on `area`, which
+// holds the rows and everything that moves with them.
+export function keepStill(area) {
   let isPressed = false;
   let waiting = null;
   let clickTimer = null;
@@ -23,7 +25,7 @@ export function keepStill(body) {
     }
   }
 
-  body.addEventListener("pointerdown", (event) => {
+  area.addEventListener("pointerdown", (event) => {
     clearTimeout(clickTimer);
     isPressed = event.isPrimary && event.button === 0;
   });

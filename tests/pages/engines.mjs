@@ -176,6 +176,8 @@ function transferTests(name) {
 function folderTests(name) {
   test(`${name} makes a folder, enters it and comes back, the focus on the first link`, async () => {
     fillRoot({});
+    // The button stands below the rows, and moves when they go.
+    await eventuallyNames([]);
     await scene.visitor.write("#mkdirName", "Photos");
     await scene.visitor.press("#mkdirBtn");
     await eventuallyNames(["Photos"]);

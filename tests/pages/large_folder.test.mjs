@@ -1,6 +1,7 @@
 // A folder of 10,000 files, and what a refresh does to the rows.
 
 import assert from "node:assert/strict";
+import fs from "node:fs";
 import {
   addToRoot,
   eventually,
@@ -9,6 +10,8 @@ import {
   openSharedFolder,
   pageTest,
   kPhone,
+  rootNames,
+  rootPath,
   rowOf,
   useWorld,
   waitForRows,
@@ -268,6 +271,39 @@ for (const [what, change] of [
     assert.equal(await box.isChecked(), true);
   });
 }
+
+pageTest(
+  "a click on Create folder is not lost when the rows above it become fewer",
+  kSmall,
+  async ({ page }) => {
+    await openFileManager(page);
+    await page.locator("#mkdirName").fill("Photos");
+    await page.locator("#mkdirBtn").hover();
+    await page.mouse.down();
+    fs.rmSync(rootPath("c.txt"));
+    await nextListing(page);
+    await page.evaluate(() => fetch("/api/status"));
+    await page.mouse.up();
+    await eventually(() => assert.deepEqual(rootNames(), ["Photos", "b.txt", "d.txt"]));
+  },
+);
+
+pageTest(
+  "a click on Download selected is not lost when the rows above it become more",
+  { files: { "S/b.txt": "b", "S/c.txt": "c" }, clock: true },
+  async ({ page }) => {
+    await openSharedFolder(page, "S");
+    await rowOf(page, "b.txt").getByRole("checkbox").check();
+    await page.locator("#dlSelBtn").hover();
+    await page.mouse.down();
+    addToRoot({ "S/a.txt": "a" });
+    await nextListing(page);
+    await page.evaluate(() => fetch("/api/status"));
+    const asked = page.waitForRequest((request) => request.url().endsWith("/download?name=b.txt"));
+    await page.mouse.up();
+    await asked;
+  },
+);
 
 pageTest(
   "a pointer that is pressed for long holds one refresh up, not the next one",
