@@ -1,9 +1,9 @@
 // Measures everything in one run, the servers taking turns within each round, and writes the table and
-// the plot. Arguments: --quick; --only NAME,... to take some of kMeasures; --admin to start the program
-// with administrator rights, which moves it from port 8443 to 443.
+// the plot. bench/bench says what the arguments mean.
 import { spawn } from "node:child_process";
 import fs from "node:fs";
 import path from "node:path";
+import { parseArgs } from "node:util";
 
 import { root } from "../tests/support/harbinet.mjs";
 import { kMeasures } from "./measures.mjs";
@@ -121,9 +121,8 @@ async function measureAll(size, { only, asAdministrator }, folder, started) {
 }
 
 async function main(args) {
-  const size = args.includes("--quick") ? kQuick : kFull;
-  const at = args.indexOf("--only");
-  const only = at < 0 ? null : args[at + 1].split(",");
+  const size = args.quick ? kQuick : kFull;
+  const only = args.only?.split(",");
   const base = fs.existsSync("/dev/shm") ? "/dev/shm" : "/tmp";
   const folder = fs.mkdtempSync(path.join(base, "harbinet-bench-"));
   const started = [];
@@ -133,7 +132,7 @@ async function main(args) {
   };
   process.once("SIGINT", () => cleanUp().finally(() => process.exit(130)));
   try {
-    const asAdministrator = args.includes("--admin");
+    const asAdministrator = args.admin;
     const { rows, curves, count } = await measureAll(size, { only, asAdministrator }, folder, started);
     printTable(rows);
     const target = size === kFull && !only ? "bench/results" : "build/bench/results";
@@ -146,4 +145,9 @@ async function main(args) {
   }
 }
 
-await main(process.argv.slice(2));
+const options = {
+  quick: { type: "boolean" },
+  admin: { type: "boolean" },
+  only: { type: "string" },
+};
+await main(parseArgs({ options }).values);

@@ -58,8 +58,8 @@ LRESULT CALLBACK TrayWatcher::Procedure(HWND window, UINT message, WPARAM wparam
     auto* self = reinterpret_cast<TrayWatcher*>(GetWindowLongPtrW(window, GWLP_USERDATA));
     switch (message) {
         case WM_COPYDATA:
-            if (self) self->Record(*reinterpret_cast<const COPYDATASTRUCT*>(lparam));
-            return self && self->refuses_ ? FALSE : TRUE;
+            if (!self) return TRUE;
+            return self->Record(*reinterpret_cast<const COPYDATASTRUCT*>(lparam)) ? TRUE : FALSE;
         case WM_DESTROY:
             PostQuitMessage(0);
             return 0;
@@ -68,9 +68,9 @@ LRESULT CALLBACK TrayWatcher::Procedure(HWND window, UINT message, WPARAM wparam
     }
 }
 
-void TrayWatcher::Record(const COPYDATASTRUCT& data) {
+bool TrayWatcher::Record(const COPYDATASTRUCT& data) {
     Packet packet = {};
-    if (data.cbData < sizeof packet) return;
+    if (data.cbData < sizeof packet) return true;
     std::memcpy(&packet, data.lpData, sizeof packet);
     TrayCall call;
     call.action = static_cast<DWORD>(data.dwData);
@@ -79,7 +79,10 @@ void TrayWatcher::Record(const COPYDATASTRUCT& data) {
     call.flags = packet.flags;
     call.callback_message = packet.callback_message;
     if (packet.flags & NIF_TIP) call.tip.assign(packet.tip, wcsnlen(packet.tip, 128));
+    if (call.action == NIM_ADD) has_icon_ = !refuses_;
+    call.accepted = has_icon_;
     calls_.With([&](std::vector<TrayCall>& calls) { calls.push_back(std::move(call)); });
+    return has_icon_;
 }
 
 std::vector<TrayCall> TrayWatcher::Calls() const {

@@ -20,6 +20,7 @@ struct TrayCall {
     UINT flags = 0;
     UINT callback_message = 0;
     std::wstring tip;
+    bool accepted = false;
 };
 
 class TrayWatcher {
@@ -36,16 +37,19 @@ public:
     // The text the icon shows now: that of the last call that set one.
     std::wstring Tip() const;
     void Forget();
-    // Writes calls down all the same, and answers that they failed.
+    // Icons that are added from now on are refused, and so is what changes them: a shell changes
+    // only an icon that it has. The calls are written down all the same.
     void Refuse(bool refuse) { refuses_ = refuse; }
 
 private:
     static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
     void Run(HANDLE ready);
-    void Record(const COPYDATASTRUCT& data);
+    // Whether the call succeeds.
+    bool Record(const COPYDATASTRUCT& data);
 
     Guarded<std::vector<TrayCall>> calls_;
     std::atomic<bool> refuses_{false};
+    bool has_icon_ = true;  // of the watcher's thread; an icon can be older than the watcher
     HWND window_ = nullptr;
     std::thread thread_;
 };
